@@ -1,0 +1,45 @@
+# fw_layer(NAME PATH SOURCES... USES layers... PRIVATE_USES layers...)
+#
+# A layer is a static library whose headers are reached as "PATH/header.h" only by targets that link it:
+# each layer has an include root of its own in the build tree, holding one link to the layer's folder.
+# USES are the layers that its headers need, PRIVATE_USES those that only its sources need.
+# A layer without sources is a folder of headers, or one header.
+
+add_library(fw_options INTERFACE)
+target_compile_options(fw_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
+  -Woverloaded-virtual $<$<BOOL:${FW_WERROR}>:-Werror>)
+if(FW_SANITIZE)
+  target_compile_options(fw_options INTERFACE -fsanitize=${FW_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(fw_options INTERFACE -fsanitize=${FW_SANITIZE})
+endif()
+
+# Gives `path` (a folder or one header) an include root of its own in the build tree.
+function(fw_include_root path out)
+  string(REPLACE "/" "_" flat ${path})
+  set(root ${CMAKE_BINARY_DIR}/include/${flat})
+  get_filename_component(parent ${root}/${path} DIRECTORY)
+  file(MAKE_DIRECTORY ${parent})
+  if(NOT EXISTS ${root}/${path})
+    file(CREATE_LINK ${CMAKE_SOURCE_DIR}/${path} ${root}/${path} SYMBOLIC)
+  endif()
+  set(${out} ${root} PARENT_SCOPE)
+endfunction()
+
+function(fw_layer name path)
+  cmake_parse_arguments(L "" "" "SOURCES;USES;PRIVATE_USES" ${ARGN})
+  fw_include_root(${path} root)
+  if(L_SOURCES)
+    add_library(${name} STATIC ${L_SOURCES})
+    target_include_directories(${name} PUBLIC ${root})
+    target_link_libraries(${name} PUBLIC ${L_USES} PRIVATE fw_options ${L_PRIVATE_USES})
+  else()
+    add_library(${name} INTERFACE)
+    target_include_directories(${name} INTERFACE ${root})
+    target_link_libraries(${name} INTERFACE ${L_USES})
+  endif()
+endfunction()
+
+# Chooses the operating-system platform that a program's hub library runs on.
+function(fw_platform program platform)
+  set_target_properties(${program} PROPERTIES FW_PLATFORM ${platform})
+endfunction()

@@ -1,0 +1,29 @@
+/// Writing a new firmware image into the hub's flash.
+///
+/// The order keeps a half-written flash from ever looking valid: the mark of the image in flash is destroyed
+/// before the erase, the new image is written with its mark blank (FF FF), and the mark follows, in bytes
+/// that need no erase, only when the read-back agreed. Until then the hub starts its boot ROM, and the next
+/// update finds it there.
+#pragma once
+
+#include <cstdint>
+
+#include "hub/progress_callback.h"
+
+constexpr std::int32_t hub_update_success = 1;
+constexpr std::int32_t hub_update_failed = 0;          ///< no callback, or the erase failed
+constexpr std::int32_t hub_update_no_rom_mode = 41511; ///< the hub would not start its boot ROM
+
+/// Writes `length` bytes at `image` to the hub of the open session, in pieces of 4096, reads them back and
+/// restarts the hub into them; the session is then open on the restarted hub. Reports 10 after the erase,
+/// up to 40 more for writing and 40 for reading back (each piece's share is cut to a whole number), then 10.
+///
+/// Returns hub_update_success, also after a failed read-back, comparison or restart (the texts tell); the
+/// status of a write that the hub refused; or one of the constants above. After a failure beyond ROM entry
+/// the hub stays in ROM mode and `image` may be left with its mark blank.
+///
+/// Prints lines: "Fail To Open Rom Device\nPlease Load Driver firstly\nThen replugin usb hub device", "Fail
+/// to Erase Flash", "Fail to Write Flash", "Write Flash done. ", "Fail to Read Flash", "Verify Flash...",
+/// "Fail to verify flash", "Reset to Flash Code...", "Fail to Reset to Flash Code".
+std::int32_t updateHubFirmware(std::uint8_t* image, std::uint32_t length, ProgressCallback callback,
+                               void* context);

@@ -1,0 +1,97 @@
+/// What the hub library needs from an operating system: a list of USB devices and control requests on
+/// endpoint 0. The layers above compile against this header alone; the program's linker picks the one
+/// implementation (IOKit, libusb, or the virtual monitor).
+///
+/// Status values are IOKit's 32-bit numbers on every operating system, 0 being success.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+namespace platform {
+
+using Status = std::uint32_t;
+
+constexpr Status success = 0;
+constexpr Status io_error = 0xE00002BC;         ///< kIOReturnError: anything without a number of its own
+constexpr Status no_memory = 0xE00002BD;        ///< kIOReturnNoMemory
+constexpr Status no_device = 0xE00002C0;        ///< kIOReturnNoDevice: it left the bus
+constexpr Status not_privileged = 0xE00002C1;   ///< kIOReturnNotPrivileged: the user may not open the node
+constexpr Status bad_argument = 0xE00002C2;     ///< kIOReturnBadArgument
+constexpr Status exclusive_access = 0xE00002C5; ///< kIOReturnExclusiveAccess: another process holds it
+constexpr Status unsupported = 0xE00002C7;      ///< kIOReturnUnsupported
+constexpr Status not_open = 0xE00002CD;         ///< kIOReturnNotOpen: a request before open()
+constexpr Status timeout = 0xE00002D6;          ///< kIOReturnTimeout
+constexpr Status not_responding = 0xE00002ED;   ///< kIOReturnNotResponding
+constexpr Status not_found = 0xE00002F0;        ///< kIOReturnNotFound: no session
+constexpr Status pipe_stalled = 0xE000404F;     ///< kIOUSBPipeStalled: the device refused the request
+
+/// Link speed as the operating system codes it; a code above `super` is a link faster than SuperSpeed.
+enum class LinkSpeed : std::uint8_t { low = 0, full = 1, high = 2, super = 3 };
+
+/// One control transfer on endpoint 0 (USB 2.0, table 9-2). Bit 7 of `requestType` set: the device fills
+/// `data`; clear: the device takes it. `data` belongs to the caller, holds at least `length` bytes and is
+/// null when there is no data stage.
+struct ControlRequest
+{
+    std::uint8_t requestType;
+    std::uint8_t request;
+    std::uint16_t value;
+    std::uint16_t index;
+    std::uint16_t length;
+    void* data;
+};
+
+/// A device that answered for itself. Destroying it drops the interface, and with it an exclusive use that
+/// was not ended by close(). Every operation blocks until it is done; none throws.
+class Device
+{
+public:
+    virtual ~Device() = default;
+
+    /// idVendor / idProduct of the device descriptor. `*id` is untouched unless the result is `success`.
+    virtual Status vendorId(std::uint16_t* id) = 0;
+    virtual Status productId(std::uint16_t* id) = 0;
+
+    /// Takes the device for exclusive use by this process. `exclusive_access` when another holds it,
+    /// `not_privileged` when the user may not, `no_device` when it is gone.
+    virtual Status open() = 0;
+    /// Ends exclusive use. `not_open` without a preceding open().
+    virtual Status close() = 0;
+
+    /// The link speed as a LinkSpeed code, or a number above it. `*code` is untouched on failure.
+    virtual Status speed(std::uint8_t* code) = 0;
+    /// Bus number in the top byte, then one hex digit a hub port on the way to the device.
+    virtual Status locationId(std::uint32_t* location) = 0;
+
+    /// Sends one control request and waits for its end, as long as the operating system lets a device stay
+    /// silent (5 s). `pipe_stalled` when the device refuses it, `timeout`, `no_device`, `not_open`.
+    virtual Status controlRequest(const ControlRequest& request) = 0;
+    /// The same with two limits in milliseconds: without any data moving, and for the whole request.
+    virtual Status controlRequest(const ControlRequest& request, std::uint32_t noDataTimeout,
+                                  std::uint32_t completionTimeout) = 0;
+};
+
+/// What became of one enumerated device.
+enum class Found {
+    device,       ///< a device interface was obtained
+    no_plug_in,   ///< the operating system has no access path to this device
+    no_interface, ///< there is a path, but it gave no device interface
+    end           ///< the list is at its end; no further call is made
+};
+
+/// One walk over the devices on the bus at one moment, in an order that stays the same from walk to walk.
+class Enumeration
+{
+public:
+    virtual ~Enumeration() = default;
+
+    /// Goes on to the next device. Fills `*device` only when the result is `Found::device`; the caller owns
+    /// it, and it outlives the enumeration.
+    virtual Found next(std::unique_ptr<Device>* device) = 0;
+};
+
+/// Looks at the bus afresh. Null when the operating system refuses the listing.
+std::unique_ptr<Enumeration> enumerateUsbDevices();
+
+} // namespace platform
