@@ -5,6 +5,8 @@
 # USES are the layers that its headers need, PRIVATE_USES those that only its sources need.
 # A layer without sources is a folder of headers, or one header.
 
+get_filename_component(FW_SOURCE_DIR ${CMAKE_CURRENT_LIST_DIR}/.. ABSOLUTE)
+
 add_library(fw_options INTERFACE)
 target_compile_options(fw_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
   -Woverloaded-virtual $<$<BOOL:${FW_WERROR}>:-Werror>)
@@ -20,7 +22,7 @@ function(fw_include_root path out)
   get_filename_component(parent ${root}/${path} DIRECTORY)
   file(MAKE_DIRECTORY ${parent})
   if(NOT EXISTS ${root}/${path})
-    file(CREATE_LINK ${CMAKE_SOURCE_DIR}/${path} ${root}/${path} SYMBOLIC)
+    file(CREATE_LINK ${FW_SOURCE_DIR}/${path} ${root}/${path} SYMBOLIC)
   endif()
   set(${out} ${root} PARENT_SCOPE)
 endfunction()

@@ -23,10 +23,10 @@ using Mark = std::array<std::uint8_t, 2>;
 
 struct Update
 {
-    std::uint8_t* image;
-    std::uint32_t length;
-    ProgressCallback callback;
-    void* context;
+    std::uint8_t* image = nullptr;
+    std::uint32_t length = 0;
+    ProgressCallback callback = nullptr;
+    void* context = nullptr;
     std::uint8_t percent = 0;
 
     void report(std::uint8_t value)

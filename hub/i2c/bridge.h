@@ -1,12 +1,12 @@
 /// The hub chip's USB-to-I2C bridge: four vendor requests that drive the I2C bus behind the hub.
 ///
-/// | request     | type         | bRequest | wValue                            | wIndex | data
-/// |-------------|--------------|----------|-----------------------------------|-------------------------------|------
-/// | configure   | 0x40         | 0xF6     | slave (8-bit) << 8, address bytes | data length << 8, mode |
-/// none | short write | 0x40         | 0xE6     | register address, low 16 bits     | register address, high
-/// 16     | out | short read  | 0xC0         | 0xE6     | as above                          | as above | in
-/// | block write | 0x40         | 0xC6     | address, low 16 bits              | address, high 16 bits | out
-/// | block read  | 0xC0         | 0xD6     | as above                          | as above | in
+/// | request     | type | bRequest | wValue                          | wIndex                  | data
+/// |-------------|------|----------|---------------------------------|-------------------------|-----
+/// | configure   | 0x40 | 0xF6     | 8-bit slave << 8, address bytes | data length << 8, mode  | none
+/// | short write | 0x40 | 0xE6     | register address, low 16 bits   | register address, high  | out
+/// | short read  | 0xC0 | 0xE6     | register address, low 16 bits   | register address, high  | in
+/// | block write | 0x40 | 0xC6     | address, low 16 bits            | address, high 16 bits   | out
+/// | block read  | 0xC0 | 0xD6     | address, low 16 bits            | address, high 16 bits   | in
 ///
 /// The configuration is state of the hub chip and holds for all later requests until the next one. Two slaves
 /// are in use: the display's DDC/CI at 0x6E (mode 0x80, data length 0x80) and the scaler's ISP port at 0x94

@@ -2,19 +2,22 @@
 ///
 /// The port is a file of 8-bit registers at I2C slave 0x94, reached by short bridge requests of one byte:
 ///
-/// | register   | written                                             | read
-/// |------------|-----------------------------------------------------|------------------------------------------
-/// | 60         | 68, 69 run write-status; B8, B9 run erase           | bit 0: the command runs
-/// | 61         | opcode: 01 write status, D8 erase 64 KiB block      |
-/// | 62, 63     | opcodes: 06 write enable, 50 enable write-status    |
-/// | 64, 65, 66 | flash address 23-16, 15-8, 7-0; 64 also the status  |
-/// | 6A, 6B, 6D | opcodes: 03 read, 0B fast read, 02 page program     |
-/// | 6C         | 00                                                  |
-/// | 6F         | 80 asks for ISP mode, A0 programs, bit 2 checks     | 80 ISP, 10 ready, 20 programming, 04
-/// check | 70         | data port, selected by a write of no bytes          | | 71         | program length
-/// minus 1                              | | 72, 73, 74 | end of the check range, 23-16, 15-8, 7-0 | | 75 | |
-/// check result: DE after a good erase | ED, EE     | ED: 88; EE: 04 while programming, 02 at the end     |
-/// | F4, F5     | index and data of the indirect registers            | F5: the selected register
+/// | register   | written                                            | read
+/// |------------|----------------------------------------------------|------------------------------
+/// | 60         | 68, 69 run write-status; B8, B9 run erase          | bit 0: the command runs
+/// | 61         | opcode: 01 write status, D8 erase 64 KiB block     |
+/// | 62, 63     | opcodes: 06 write enable, 50 enable write-status   |
+/// | 64, 65, 66 | flash address 23-16, 15-8, 7-0; 64 also the status |
+/// | 6A, 6B, 6D | opcodes: 03 read, 0B fast read, 02 page program    |
+/// | 6C         | 00                                                 |
+/// | 6F         | 80 asks for ISP mode, A0 programs, bit 2 checks    | 80 ISP mode, 20 programming,
+/// |            |                                                    | 10 ready, 04 checking
+/// | 70         | data port, selected by a write of no bytes         |
+/// | 71         | program length minus 1                             |
+/// | 72, 73, 74 | end of the check range, 23-16, 15-8, 7-0           |
+/// | 75         |                                                    | DE after a good erase
+/// | ED, EE     | ED: 88; EE: 04 while programming, 02 at the end    |
+/// | F4, F5     | index and data of the indirect registers           | F5: the selected register
 ///
 /// An indirect register R: F4 <- 9F, F5 <- high byte of R, F4 <- low byte of R, then F5 is R. Programming one
 /// chunk at 0x100080 over SuperSpeed:

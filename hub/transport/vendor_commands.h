@@ -1,18 +1,17 @@
 /// The hub chip's own vendor commands, one function a command.
 ///
-/// | command       | type | bRequest | wValue              | wIndex       | data     | what the hub does
-/// |---------------|------|----------|---------------------|--------------|----------|--------------------------
-/// | HubResetRom   | 0x40 | 0x00     | 0                   | 0            | none     | restarts into its boot
-/// ROM | HubReset      | 0x40 | 0x01     | 0                   | 0            | none     | restarts |
-/// VdCmdEnable   | 0x40 | 0x02     | 1 on, 0 off         | access code  | none     | opens, locks the
-/// commands | Status        | 0xC0 | 0x09     | 0                   | 0            | len in   | gives its
-/// status block | ReadMem       | 0xC0 | 0x0D     | 0                   | addr, low 16 | len in   | reads its
-/// memory | WriteMem      | 0x40 | 0x0E     | 0                   | addr, low 16 | len out  | writes its
-/// memory | WriteFlash    | 0x40 | 0xC8     | addr, low 16        | addr, high 16| len out  | programs its
-/// SPI flash | ReadFlash     | 0xC0 | 0xD8     | addr, low 16        | addr, high 16| len in   | reads its
-/// SPI flash | EraseFlash    | 0x40 | 0xE8     | addr, low 16        | addr, high 16| none     | erases its
-/// SPI flash | HubResetCode  | 0x40 | 0xE9     | a or (b << 8)       | 0            | none     | restarts
-/// into flash code
+/// | command      | type | bRequest | wValue       | wIndex        | data    | what the hub does
+/// |--------------|------|----------|--------------|---------------|---------|---------------------------
+/// | HubResetRom  | 0x40 | 0x00     | 0            | 0             | none    | restarts into its boot ROM
+/// | HubReset     | 0x40 | 0x01     | 0            | 0             | none    | restarts
+/// | VdCmdEnable  | 0x40 | 0x02     | 1 on, 0 off  | access code   | none    | opens, locks the commands
+/// | Status       | 0xC0 | 0x09     | 0            | 0             | len in  | gives its status block
+/// | ReadMem      | 0xC0 | 0x0D     | 0            | addr, low 16  | len in  | reads its memory
+/// | WriteMem     | 0x40 | 0x0E     | 0            | addr, low 16  | len out | writes its memory
+/// | WriteFlash   | 0x40 | 0xC8     | addr, low 16 | addr, high 16 | len out | programs its SPI flash
+/// | ReadFlash    | 0xC0 | 0xD8     | addr, low 16 | addr, high 16 | len in  | reads its SPI flash
+/// | EraseFlash   | 0x40 | 0xE8     | addr, low 16 | addr, high 16 | none    | erases its SPI flash
+/// | HubResetCode | 0x40 | 0xE9     | a or (b << 8)| 0             | none    | restarts into flash code
 ///
 /// Flash can be erased and programmed only while the boot ROM runs. `len` is in bytes, of which the low 16
 /// bits are sent. All return the status of Proxy_SendVendorCmd: 0 is success.
