@@ -1,0 +1,51 @@
+/// Construction, showing and closing of the dialog.
+#include "app/fw_update_tool.h"
+
+#include "app/texts.h"
+
+#include <QCoreApplication>
+#include <QMessageBox>
+
+#include <cstdlib>
+
+FW_Update_Tool* g_dialog = nullptr;
+
+FW_Update_Tool::FW_Update_Tool(QWidget* parent)
+    : QDialog(parent)
+{
+    ui.setupUi(this);
+    const QString title = QStringLiteral("QX Series USB Firmware Update Tool v");
+    setWindowTitle(title); // no number: window lists and scripts know the tool by it, whatever its version
+    ui.lblTitle->setText(title + "1.01");
+    setWindowFlags(Qt::FramelessWindowHint);
+}
+
+FW_Update_Tool::~FW_Update_Tool() = default;
+
+void FW_Update_Tool::showEvent(QShowEvent* event)
+{
+    // QDialog's own handler would move the window.
+    QWidget::showEvent(event); // NOLINT(bugprone-parent-virtual-call)
+    ui.bar1->setValue(0);
+    detectDevice();
+}
+
+void FW_Update_Tool::closeEvent(QCloseEvent* /*event*/)
+{
+    ui.btnExit->setEnabled(false);
+    QCoreApplication::processEvents();
+    QCoreApplication::quit();
+    // A request may come in the middle of an update, whose call would not return to the event loop for minutes.
+    std::exit(EXIT_SUCCESS);
+}
+
+void FW_Update_Tool::showWarning(const QString& title, const QString& text)
+{
+    QMessageBox::warning(nullptr, title, text, ok_by_default, ok_by_default);
+}
+
+void updateProgress(void* /*context*/, std::uint8_t percent)
+{
+    g_dialog->ui.bar1->setValue(percent);
+    QCoreApplication::processEvents();
+}

@@ -1,0 +1,79 @@
+/// The program's one window: shows which firmware the monitor runs and which the images hold, and updates it.
+/// Detection is in detection.cpp, the update in update_workflow.cpp, the form in fw_update_tool.ui.
+#pragma once
+
+#include "ui_fw_update_tool.h"
+
+#include <QByteArray>
+#include <QDialog>
+#include <QString>
+
+#include <cstdint>
+
+/// Takes its settings after construction and before the first show. Each show, also when the user restores the
+/// window, detects the monitor anew and may block for seconds. Closing it ends the process with status 0.
+class FW_Update_Tool : public QDialog
+{
+    Q_OBJECT
+
+    bool newerFirmware = false; ///< the scaler image may be written: newer, or offered as a downgrade
+    bool hubNewer = false;      ///< the hub image is newer than the running hub firmware
+
+public:
+    QString hubBinFile;        ///< hub image, a file name in the Resources folder
+    QString scalarBinFile;     ///< scaler image, likewise
+    QString hubBinCheckSum;    ///< kept from the settings; the dialog shows what it has computed itself
+    QString scalarBinCheckSum; ///< likewise
+    QString modelName;         ///< from the settings, then from the scaler image
+
+private:
+    Ui::FW_Update_ToolClass ui{};
+    friend void updateProgress(void* context, std::uint8_t percent);
+
+    void detectDevice();
+    void detectScaler();
+    void showHubUpdate(const QString& running, const QString& offered);
+    void showScalerUpdate();
+    void showNothingToUpdate(bool imageIsOlder);
+    void showChecksum(const QByteArray& image);
+    void showNoHub();
+    /// Ends the process when the scaler image is for another model.
+    void exitUnlessMeantForMonitor();
+    /// The model in the display's capabilities string, or all of that string when it names none; empty when
+    /// the hub cannot be reached. Asks again for as long as the display answers another question.
+    QByteArray readMonitorModel();
+    /// Restores the display's factory settings; true when the display was asked to.
+    bool resetMonitorOsd();
+
+    /// These three tell the user before they return false.
+    static bool closeHub();
+    bool hubIsThere();
+    static bool selectDisplayOrSay();
+
+    bool confirmUpdate() const;
+    bool updateHub();
+    bool updateScaler();
+    void offerOsdReset();
+    bool beginWriting();
+    void failWriting(const QString& title, const QString& text);
+    static void showWarning(const QString& title, const QString& text);
+
+public:
+    explicit FW_Update_Tool(QWidget* parent = nullptr);
+    ~FW_Update_Tool() override;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+
+private slots:
+    void updateFW();
+    void allowUpdateOldVersion();
+};
+
+/// The one dialog; set by start-up.
+extern FW_Update_Tool* g_dialog;
+
+/// ProgressCallback of both updates: moves the progress bar of `g_dialog` and lets the window repaint and take
+/// input once. `context` is ignored; above 100 the bar stays.
+void updateProgress(void* context, std::uint8_t percent);

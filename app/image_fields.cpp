@@ -1,0 +1,55 @@
+/// Reads image fields byte by byte; nothing outside the file's bytes is looked at.
+#include "app/image_fields.h"
+
+namespace {
+
+constexpr int hub_version_at = 0x7EF9;
+constexpr int scaler_version_at = 0xF900;
+constexpr int scaler_model_at = 0xF906;
+constexpr int scaler_model_size = 20;
+
+int signedByteAt(const QByteArray& image, int offset)
+{
+    return offset < image.size() ? static_cast<std::int8_t>(image[offset]) : 0;
+}
+
+FirmwareVersion versionAt(const QByteArray& image, int offset)
+{
+    return {signedByteAt(image, offset), signedByteAt(image, offset + 1)};
+}
+
+} // namespace
+
+FirmwareVersion hubImageVersion(const QByteArray& image)
+{
+    return versionAt(image, hub_version_at);
+}
+
+FirmwareVersion scalerImageVersion(const QByteArray& image)
+{
+    return versionAt(image, scaler_version_at);
+}
+
+QByteArray scalerImageModel(const QByteArray& image)
+{
+    const QByteArray field = image.mid(scaler_model_at, scaler_model_size);
+    const int zero = field.indexOf('\0');
+    return zero < 0 ? field : field.left(zero);
+}
+
+std::uint16_t checksum16(const QByteArray& bytes)
+{
+    unsigned sum = 0;
+    for (const char byte : bytes)
+        sum += static_cast<std::uint8_t>(byte);
+    return static_cast<std::uint16_t>(sum);
+}
+
+QByteArray extractBetween(const QByteArray& text, const QByteArray& open, const QByteArray& close)
+{
+    const int opened = text.indexOf(open);
+    const int closed = opened < 0 ? -1 : text.indexOf(close, opened);
+    const int start = opened + open.size();
+    // `close` may also stand inside `open`; then there is nothing between them.
+    return closed > start ? text.mid(start, closed - start) : QByteArray();
+}

@@ -1,0 +1,21 @@
+/// Paths are formed anew on each use: the application object that knows the program's folder comes first.
+#include "app/resource_folder.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+QString resourcesDir()
+{
+    return QCoreApplication::applicationDirPath() + "/../Resources";
+}
+
+QString imagePath(const QString& fileName)
+{
+    return resourcesDir() + "/" + fileName;
+}
+
+QByteArray readImage(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}

@@ -1,0 +1,67 @@
+/// Start-up in its order; nothing is checked here, the dialog says what is missing.
+#include "app/startup.h"
+
+#include "app/debug_text.h"
+
+#include <QApplication>
+#include <QFont>
+#include <QPalette>
+#include <QSettings>
+#include <QStandardPaths>
+
+namespace {
+
+/// Points and pixels: the longest message fills the three lines that the form leaves it.
+constexpr int form_font_size = 12;
+constexpr QRgb link_color = qRgb(135, 206, 250);
+
+} // namespace
+
+void setFontResolution()
+{
+    constexpr auto variable = "QT_FONT_DPI";
+    if (!qEnvironmentVariableIsSet(variable))
+        qputenv(variable, "72");
+}
+
+void setFormLook()
+{
+    QFont font;
+    font.setPointSize(form_font_size);
+    QApplication::setFont(font);
+    QPalette palette;
+    palette.setColor(QPalette::Link, link_color);
+    QApplication::setPalette(palette);
+}
+
+void readSettings(const QString& settingsPath, FW_Update_Tool& dialog)
+{
+    const QSettings settings(settingsPath, QSettings::IniFormat);
+    debugText(resourcesDir());
+    const auto text = [&settings](const char* key) { return settings.value(key, QString()).toString(); };
+    dialog.scalarBinFile = text("FWFilePath/ScalarBinFile");
+    dialog.hubBinFile = text("FWFilePath/HubBinFile");
+    dialog.scalarBinCheckSum = text("FWFileCheckSum/ScalarBinCheckSum");
+    dialog.hubBinCheckSum = text("FWFileCheckSum/HubBinCheckSum");
+    dialog.modelName = text("Model/ModelName");
+    debugText(dialog.scalarBinFile);
+    debugText(dialog.hubBinFile);
+}
+
+int runUpdateTool(int& argc, char** argv)
+{
+    setFontResolution();
+    const QApplication application(argc, argv);
+    Q_INIT_RESOURCE(resources);
+    setFormLook();
+
+    // Never deleted: closing it ends the process, and what still runs then may use it.
+    g_dialog = new FW_Update_Tool;
+    const QString settingsPath = resourcesDir() + "/Config.ini";
+    // Set aside for the day the tool keeps a log; nothing is written there.
+    const QString logPath =
+        QStandardPaths::writableLocation(QStandardPaths::TempLocation) + "/FW_Update_Tool_log.txt";
+    readSettings(settingsPath, *g_dialog);
+    g_dialog->show();
+    return QApplication::exec();
+}

@@ -1,0 +1,172 @@
+/// What "Update" does: asks, writes the hub if it is old, detects again, writes the scaler if that is pending,
+/// detects once more and offers to reset the display's settings. After a failure nothing is tried again.
+#include "app/debug_text.h"
+#include "app/fw_update_tool.h"
+#include "app/resource_folder.h"
+#include "app/texts.h"
+
+#include "hub/api/hub_api.h"
+#include "hub/platform/clock.h"
+
+#include <QAbstractButton>
+#include <QCoreApplication>
+#include <QMessageBox>
+
+#include <chrono>
+#include <optional>
+
+namespace {
+
+/// Until the restarted hub has its bridge and the display answers through it.
+constexpr std::chrono::milliseconds hub_settling_time(1000);
+/// Until the restarted scaler answers DDC/CI.
+constexpr std::chrono::milliseconds scaler_settling_time(8000);
+
+// The two updates report success differently, and the scaler's 0 is the hub's failure.
+constexpr std::int32_t hub_update_done = 1;
+constexpr std::uint32_t scaler_update_done = 0;
+
+constexpr std::int8_t as_user_code = 1;
+
+/// How a model's scaler lifts the write protection of its flash, and how many 64 KiB blocks are erased.
+struct ScalerParameters
+{
+    std::uint32_t outReg;
+    std::uint32_t cfgReg;
+    std::uint8_t blocks;
+};
+
+/// None for a model that has no known scaler. The largest one goes by the name in the dialog.
+std::optional<ScalerParameters> scalerParameters(const QString& model, const QString& shownModel)
+{
+    if (model == "QX1320")
+        return ScalerParameters{0xFE19, 0x1029, 16};
+    if (model == "QX1650")
+        return ScalerParameters{0xFE28, 0x1038, 16};
+    if (shownModel != "QX1655")
+        return std::nullopt;
+    return ScalerParameters{0xFE28, 0x1038, static_cast<std::uint8_t>(model == "QX1655" ? 32 : 16)};
+}
+
+std::uint8_t* bytesOf(QByteArray& image)
+{
+    return reinterpret_cast<std::uint8_t*>(image.data());
+}
+
+std::uint32_t sizeOf(const QByteArray& image)
+{
+    return static_cast<std::uint32_t>(image.size());
+}
+
+} // namespace
+
+void FW_Update_Tool::updateFW()
+{
+    if (!confirmUpdate())
+        return;
+    Init();
+    if (hubNewer && !updateHub())
+        return;
+    if (!newerFirmware) {
+        ui.btnExit->setEnabled(true);
+        return;
+    }
+    if (updateScaler())
+        offerOsdReset();
+}
+
+void FW_Update_Tool::allowUpdateOldVersion()
+{
+    ui.btnUpdate->setEnabled(ui.chkOverride->isChecked());
+}
+
+bool FW_Update_Tool::confirmUpdate() const
+{
+    const QString question = ui.chkOverride->isChecked()
+                                 ? tr("Are you sure you want to downgrade your firmware to the old version?")
+                                 : tr("Are you sure you want to update your firmware to the latest version?");
+    return QMessageBox::question(nullptr, "Confirm to update firmware", question,
+                                 QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) == QMessageBox::Yes;
+}
+
+bool FW_Update_Tool::updateHub()
+{
+    if (!beginWriting())
+        return false;
+    QByteArray image = readImage(imagePath(hubBinFile));
+    OpenDevice(0);
+    ui.bar1->setValue(0);
+    const std::int32_t result = UpdateHubFw(bytesOf(image), sizeOf(image), updateProgress, nullptr);
+    debugText("Update Hub Resulte :" + QString::number(result));
+    CloseDevice();
+    if (result != hub_update_done) {
+        failWriting("Update Hub FW Failed",
+                    "Monitor Hub Firmware update failed , please close the application "
+                    "and retry again !");
+        return false;
+    }
+    platform::sleepFor(hub_settling_time);
+    detectDevice();
+    return true;
+}
+
+bool FW_Update_Tool::updateScaler()
+{
+    if (!beginWriting())
+        return false;
+    QByteArray image = readImage(imagePath(scalarBinFile));
+    OpenDevice(0);
+    const auto parameters = scalerParameters(modelName, ui.lblModelName->text());
+    if (!parameters) {
+        showWarning(texts::fatalError(), "Update Failed !");
+        ui.btnExit->setEnabled(true);
+        return false;
+    }
+    ui.bar1->setValue(0);
+    const std::uint32_t result =
+        UpdateScalarFw(bytesOf(image), sizeOf(image), parameters->outReg, parameters->cfgReg,
+                       parameters->blocks, as_user_code, updateProgress, nullptr);
+    CloseDevice();
+    if (result != scaler_update_done) {
+        failWriting("Update Scalar FW Failed", "Monitor Scalar Firmware update failed, please close the "
+                                               "application and retry again !");
+        return false;
+    }
+    platform::sleepFor(scaler_settling_time);
+    detectDevice();
+    ui.btnExit->setEnabled(true);
+    return true;
+}
+
+bool FW_Update_Tool::beginWriting()
+{
+    ui.btnUpdate->setEnabled(false);
+    ui.btnExit->setEnabled(false);
+    ui.lblInfo->setText(texts::busy());
+    QCoreApplication::processEvents();
+    return closeHub();
+}
+
+void FW_Update_Tool::failWriting(const QString& title, const QString& text)
+{
+    showWarning(title, text);
+    ui.btnExit->setEnabled(true);
+    ui.lblInfo->setText(texts::updateFailed());
+}
+
+void FW_Update_Tool::offerOsdReset()
+{
+    QMessageBox box(
+        QMessageBox::NoIcon, tr("Update Firmware"),
+        tr("Your monitor firmware was updated successfully.\nSuggest to reset OSD setting to default."),
+        QMessageBox::Yes | QMessageBox::No, nullptr, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
+    box.button(QMessageBox::Yes)->setText("Reset OSD Setting");
+    box.button(QMessageBox::No)->setText("Exit");
+    if (box.exec() != QMessageBox::Yes)
+        return;
+    // The display acknowledges nothing, so there is no result worth telling.
+    resetMonitorOsd();
+    QMessageBox::information(nullptr, tr("OSD Settings Reset"),
+                             tr("Your monitor OSD Settings has been reset successfully."), QMessageBox::Ok,
+                             QMessageBox::NoButton);
+}
