@@ -24,6 +24,9 @@ namespace firmware {
 
 using Bytes = std::vector<std::uint8_t>;
 
+/// A file of fewer bytes ends before the version of either kind.
+constexpr std::size_t shortest_image = 0x7EFB;
+
 struct Version
 {
     std::uint8_t major = 0;

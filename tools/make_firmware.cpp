@@ -117,6 +117,9 @@ int show(const std::string& path)
     const std::optional<Bytes> image = read(path);
     if (!image)
         return exit_failed;
+    if (image->size() < firmware::shortest_image)
+        return fail(path + ": too short for a firmware image (" + std::to_string(image->size()) +
+                    " bytes, at least " + std::to_string(firmware::shortest_image) + " are needed)");
     if (const auto scaler = inspectScaler(*image)) {
         printHead(path, "scaler", *image, scaler->version);
         std::cout << "  model          " << scaler->model << "\n  user code      "

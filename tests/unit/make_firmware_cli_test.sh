@@ -27,7 +27,11 @@ expect 0 'model          QX1650' show scaler.bin
 expect 0 '200.1 (negative' show hub.bin scaler.bin
 expect 0 'Usage:' show --help
 : >empty.bin
-expect 1 'empty.bin: 0 bytes' show empty.bin hub.bin
+expect 1 'empty.bin: too short' show empty.bin hub.bin
+head -c 32506 hub.bin >short.bin
+expect 1 'too short' show short.bin
+head -c 65536 /dev/zero >foreign.bin
+expect 1 'neither a hub image' show foreign.bin
 expect 1 'cannot read' show missing.bin
 expect 1 'cannot read' show .
 expect 1 'cannot write' hub --version 1.3 missing/hub.bin
