@@ -17,8 +17,8 @@ inline QString noHub()
         "<img width=20 height=20 src=\":/FW_Update_Tool/cross_mark\"> "
         "The detection of USB Hub is not configured correctly. Please ensure the monitor is powered on and "
         "connected properly. Please also close and restart the application, then unplug & replug the "
-        "USB cable to retry again. <a "
-        "href=\"https://support.example.com/qx\">https://support.example.com/qx</a>");
+        "USB cable to retry again. "
+        "<a href=\"https://support.example.com/qx\">https://support.example.com/qx</a>");
 }
 
 inline QString updateFailed()

@@ -17,6 +17,7 @@
 #include <QTimer>
 
 #include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <vector>
 
@@ -86,13 +87,21 @@ extern const QString latest_text;
 extern const QString busy_text;
 extern const QString failed_text;
 
-/// main() of a test program: the application as start-up makes it.
+/// main() of a test program: the application as start-up makes it. The dialog may end the process with
+/// status 0; before the last test that is a failure.
 template <class Test>
 int runGuiTest(int argc, char** argv)
 {
+    static bool finished = false;
+    std::atexit([] {
+        if (!finished)
+            std::_Exit(EXIT_FAILURE);
+    });
     setFontResolution();
     const QApplication application(argc, argv);
     setFormLook();
     Test test;
-    return QTest::qExec(&test, argc, argv);
+    const int failures = QTest::qExec(&test, argc, argv);
+    finished = true;
+    return failures;
 }

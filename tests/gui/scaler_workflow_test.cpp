@@ -23,6 +23,26 @@ bool scalerHolds(Bench& bench, const QByteArray& image)
     return flashHolds(flash, 0x100000, image) && flashHolds(flash, 0x1FF8FE, "\xAA\x55");
 }
 
+/// Runs of the erase command: 0xB9 into the scaler's command register.
+int blockErases(Bench& bench)
+{
+    const std::vector<sim::WireRecord>& records = bench.bus.log().records();
+    return static_cast<int>(std::count_if(records.begin(), records.end(), [](const sim::WireRecord& record) {
+        return record.setup.request == 0xE6 && record.setup.value == 0x60 &&
+               record.data == std::vector<std::uint8_t>{0xB9};
+    }));
+}
+
+/// Whole milliseconds from each request to the next.
+QVector<int> pauses(Bench& bench)
+{
+    const std::vector<sim::WireRecord>& records = bench.bus.log().records();
+    QVector<int> result;
+    for (std::size_t i = 1; i < records.size(); ++i)
+        result += static_cast<int>((records[i].time - records[i - 1].time) / std::chrono::milliseconds(1));
+    return result;
+}
+
 } // namespace
 Q_DECLARE_METATYPE(sim::Model)
 
@@ -43,10 +63,11 @@ private slots:
         QTest::addColumn<sim::Model>("model");
         QTest::addColumn<QByteArray>("name");
         QTest::addColumn<bool>("superSpeed");
-        QTest::newRow("QX1320") << sim::Model::qx1320 << QByteArray("QX1320") << true;
-        QTest::newRow("QX1650") << sim::Model::qx1650 << QByteArray("QX1650") << true;
-        QTest::newRow("QX1650 at high speed") << sim::Model::qx1650 << QByteArray("QX1650") << false;
-        QTest::newRow("QX1655") << sim::Model::qx1655 << QByteArray("QX1655") << true;
+        QTest::addColumn<int>("erases");
+        QTest::newRow("QX1320") << sim::Model::qx1320 << QByteArray("QX1320") << true << 16;
+        QTest::newRow("QX1650") << sim::Model::qx1650 << QByteArray("QX1650") << true << 16;
+        QTest::newRow("QX1650 at high speed") << sim::Model::qx1650 << QByteArray("QX1650") << false << 16;
+        QTest::newRow("QX1655") << sim::Model::qx1655 << QByteArray("QX1655") << true << 32;
     }
     void wholeJob()
     {
@@ -72,6 +93,9 @@ private slots:
         QVERIFY((bench.monitor.display().runningVersion() == sim::Version{12, 3}));
         QVERIFY(scalerHolds(bench, scalerImage(12, 3, name)));
         QCOMPARE(bench.bus.violations().count(), 0);
+        QTEST(blockErases(bench), "erases");
+        QVERIFY(pauses(bench).contains(1000)); // for the hub to settle
+        QVERIFY(pauses(bench).contains(8000)); // for the scaler to restart
         for (int showings = 0; showings < 2; ++showings) {
             QCOMPARE(bench.label("lblCurrentFW"), QString("Monitor FW : <b>M012</b>"));
             QCOMPARE(bench.label("lblInfo"), latest_text);
