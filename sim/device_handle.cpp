@@ -12,14 +12,6 @@ namespace {
 
 constexpr Duration default_patience = std::chrono::seconds(5);
 
-template <typename Value>
-platform::Status answer(platform::Status trouble, Value value, Value* out)
-{
-    if (trouble == platform::success)
-        *out = value;
-    return trouble;
-}
-
 } // namespace
 
 DeviceHandle::DeviceHandle(std::shared_ptr<DeviceLink> link, unsigned stay)
@@ -36,18 +28,26 @@ DeviceHandle::~DeviceHandle()
         link_->holder = nullptr;
 }
 
-platform::Status DeviceHandle::vendorId(std::uint16_t* id)
+template <typename Value>
+platform::Status DeviceHandle::answer(platform::Status DeviceTroubles::*trouble, Value DeviceTraits::*value,
+                                      Value* out) const
 {
     if (gone())
         return platform::no_device;
-    return answer(link_->device->troubles.vendor_id, link_->device->traits.vendor_id, id);
+    const platform::Status status = link_->device->troubles.*trouble;
+    if (status == platform::success)
+        *out = link_->device->traits.*value;
+    return status;
+}
+
+platform::Status DeviceHandle::vendorId(std::uint16_t* id)
+{
+    return answer(&DeviceTroubles::vendor_id, &DeviceTraits::vendor_id, id);
 }
 
 platform::Status DeviceHandle::productId(std::uint16_t* id)
 {
-    if (gone())
-        return platform::no_device;
-    return answer(link_->device->troubles.product_id, link_->device->traits.product_id, id);
+    return answer(&DeviceTroubles::product_id, &DeviceTraits::product_id, id);
 }
 
 platform::Status DeviceHandle::open()
@@ -79,16 +79,12 @@ platform::Status DeviceHandle::close()
 
 platform::Status DeviceHandle::speed(std::uint8_t* code)
 {
-    if (gone())
-        return platform::no_device;
-    return answer(link_->device->troubles.speed, link_->device->traits.speed, code);
+    return answer(&DeviceTroubles::speed, &DeviceTraits::speed, code);
 }
 
 platform::Status DeviceHandle::locationId(std::uint32_t* location)
 {
-    if (gone())
-        return platform::no_device;
-    return answer(link_->device->troubles.location, link_->device->traits.location, location);
+    return answer(&DeviceTroubles::location, &DeviceTraits::location, location);
 }
 
 platform::Status DeviceHandle::controlRequest(const platform::ControlRequest& request)

@@ -31,6 +31,9 @@ public:
 
 private:
     bool gone() const { return stay_ != link_->stay; }
+    template <typename Value>
+    platform::Status answer(platform::Status DeviceTroubles::*trouble, Value DeviceTraits::*value,
+                            Value* out) const;
     platform::Status send(const platform::ControlRequest& request, Duration patience);
 
     std::shared_ptr<DeviceLink> link_;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <random>
+#include <utility>
 
 namespace sim {
 
@@ -11,8 +12,8 @@ namespace {
 constexpr std::uint8_t blank_byte = 0xFF;
 } // namespace
 
-NorFlash::NorFlash(std::size_t size, const std::vector<std::uint8_t>& bytes)
-    : bytes_(bytes)
+NorFlash::NorFlash(std::size_t size, std::vector<std::uint8_t> bytes)
+    : bytes_(std::move(bytes))
 {
     bytes_.resize(size, blank_byte);
 }

@@ -12,7 +12,7 @@ class NorFlash
 {
 public:
     /// As it leaves the factory: `bytes`, filled up to `size` with FF.
-    NorFlash(std::size_t size, const std::vector<std::uint8_t>& bytes);
+    NorFlash(std::size_t size, std::vector<std::uint8_t> bytes);
 
     const std::vector<std::uint8_t>& bytes() const { return bytes_; }
     std::size_t size() const { return bytes_.size(); }

@@ -118,7 +118,7 @@ void ScalerIsp::restart()
 
 void ScalerIsp::powerOff(const PowerLoss& loss)
 {
-    if (busy() == Busy::command || busy() == Busy::program)
+    if (busy() == Busy::erase || busy() == Busy::program)
         flash_.tear(loss.seed);
     busy_ = Busy::idle;
     isp_at_ = Duration::max();
@@ -217,7 +217,7 @@ std::uint8_t ScalerIsp::readRegister(std::uint8_t number)
         return 0;
     switch (number) {
     case reg_command:
-        return busy() == Busy::command ? command_runs : 0;
+        return busy() == Busy::erase || busy() == Busy::status_write ? command_runs : 0;
     case reg_check_result:
         return busy() == Busy::check ? 0 : registers_[reg_check_result];
     case reg_data:
@@ -283,7 +283,7 @@ void ScalerIsp::eraseBlock()
         return;
     const std::uint32_t block = address(reg_address) / erase_block_size * erase_block_size;
     flash_.erase(block % facts_.flash_size, erase_block_size);
-    start(Busy::command, block_erase_time);
+    start(Busy::erase, block_erase_time);
 }
 
 void ScalerIsp::writeFlashStatus()
@@ -291,7 +291,7 @@ void ScalerIsp::writeFlashStatus()
     if (registers_[reg_enable_write_status] != opcode_enable_write_status || hardwareProtected())
         return;
     flash_.writeStatus(registers_[reg_address]);
-    start(Busy::command, status_write_time);
+    start(Busy::status_write, status_write_time);
 }
 
 void ScalerIsp::check()
@@ -344,12 +344,12 @@ void ScalerIsp::program()
     if (registers_[reg_program] != opcode_program || !flashListens())
         return;
     // The chip's page buffer wraps: what passes the end of a page lands at its start.
-    const std::uint32_t in_flash = at % facts_.flash_size;
-    const std::size_t to_page_end = std::min<std::size_t>(length, page_size - in_flash % page_size);
+    const std::size_t in_flash = at % facts_.flash_size;
+    const std::size_t page = in_flash - in_flash % page_size;
+    const std::size_t to_page_end = std::min(length, page + page_size - in_flash);
     bool erased = flash_.program(in_flash, block_.data(), to_page_end);
     if (to_page_end < length)
-        erased &=
-            flash_.program(in_flash / page_size * page_size, &block_[to_page_end], length - to_page_end);
+        erased &= flash_.program(page, &block_[to_page_end], length - to_page_end);
     if (!erased)
         violation("scaler flash: programmed over cells that are not erased");
     start(Busy::program, programTime(length));

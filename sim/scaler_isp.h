@@ -62,7 +62,7 @@ public:
     void powerOn() { restart(); }
 
 private:
-    enum class Busy { idle, command, check, program };
+    enum class Busy { idle, erase, status_write, check, program };
 
     void restart();
     Busy busy() const;

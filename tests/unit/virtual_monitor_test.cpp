@@ -39,8 +39,8 @@ struct VirtualMonitorTest : testing::Test
     platform::Status get(std::uint8_t request, int value, int index, std::size_t length)
     {
         in.assign(length, 0xEE);
-        return handle->controlRequest({0xC0, request, std::uint16_t(value), std::uint16_t(index),
-                                       std::uint16_t(length), in.data()});
+        return handle->controlRequest(
+            {0xC0, request, std::uint16_t(value), std::uint16_t(index), std::uint16_t(length), in.data()});
     }
     Bytes reply(std::size_t from, std::size_t to) const { return {in.data() + from, in.data() + to}; }
     /// Restarts the hub with `request`; true when it was away for more than two seconds and came back.
@@ -214,6 +214,34 @@ TEST_F(VirtualMonitorTest, ScalerFlashObeysOnlyWhenAllIsSet)
     regs({{0x6F, 0xA0}});
     EXPECT_EQ(flash[0x1FF803], 0xFF) << "protected again";
     EXPECT_EQ(bus.violations().count(), 3);
+}
+
+TEST_F(VirtualMonitorTest, FaultStrikesTheRequestItIsAimedAt)
+{
+    const sim::VirtualMonitor monitor(bus);
+    ASSERT_TRUE(open());
+    sim::Faults& faults = bus.faults();
+    faults.timeOut(sim::atRequest(2));
+    faults.loseAnswer(sim::atMatch(sim::requestIs(0x40, 0x0E)));
+    EXPECT_EQ(get(0x09, 0, 0, 4), success);
+    const sim::Duration before = bus.clock().now();
+    EXPECT_EQ(get(0x09, 0, 0, 4), platform::timeout);
+    EXPECT_GE(bus.clock().now() - before, 5s);
+    EXPECT_EQ(out(0x0E, 0, 0x10, {1, 2, 3, 4}), platform::timeout);
+    EXPECT_EQ(get(0x0D, 0, 0x10, 4), success);
+    EXPECT_EQ(in, (Bytes{1, 2, 3, 4})) << "carried out all the same";
+    faults.shortenReply(sim::atRequest(1), 2);
+    faults.flipReply(sim::atRequest(2), 3, {0xFF, 0xFF});
+    EXPECT_EQ(get(0x0D, 0, 0x10, 4), success);
+    EXPECT_EQ(in, (Bytes{1, 2, 0xEE, 0xEE}));
+    EXPECT_EQ(get(0x0D, 0, 0x10, 4), success);
+    EXPECT_EQ(in, (Bytes{1, 2, 3, 0xFB}));
+    faults.refuse(sim::atMatch(sim::requestIs(0xC0, 0x0D), 2).forGood());
+    EXPECT_EQ(get(0x0D, 0, 0x10, 4), success);
+    EXPECT_EQ(get(0x0D, 0, 0x10, 4), pipe_stalled);
+    EXPECT_EQ(get(0x0D, 0, 0x10, 4), pipe_stalled);
+    EXPECT_EQ(faults.fired(), 6);
+    EXPECT_EQ(get(0x09, 0, 0, 4), success);
 }
 
 TEST_F(VirtualMonitorTest, PowerCutTearsWhatRunsAndForgetsTheRest)
