@@ -2,7 +2,9 @@
 ///
 /// Only endpoint 0 is used, which needs neither a claimed interface nor the kernel's hub driver out of the
 /// way: the hub goes on serving what is plugged into it. usbfs lets any number of processes open a device
-/// node, so exclusive use is an advisory lock on it; the kernel drops the lock with the process.
+/// node, so exclusive use is an advisory lock; the kernel drops the lock with the process. It covers the nodes
+/// of all devices of that vendor, because a hub is one chip behind two of them: who has the one face open
+/// must not be disturbed through the other.
 #include <libusb.h>
 
 #include <algorithm>
@@ -13,6 +15,7 @@
 #include <sys/file.h>
 #include <tuple>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "hub/platform/libusb/libusb_status.h"
@@ -49,14 +52,17 @@ PortPath portPath(libusb_device* device)
     return path;
 }
 
-/// The advisory lock on a device node.
+/// The advisory lock on one device node.
 class NodeLock
 {
 public:
     NodeLock() = default;
     ~NodeLock() { release(); }
-    NodeLock(const NodeLock&) = delete;
-    NodeLock& operator=(const NodeLock&) = delete;
+    NodeLock(NodeLock&& other) noexcept
+        : fd_(std::exchange(other.fd_, -1))
+    {
+    }
+    NodeLock& operator=(NodeLock&&) = delete;
 
     Status take(libusb_device* device)
     {
@@ -72,6 +78,7 @@ public:
         return platform::exclusive_access;
     }
 
+private:
     void release()
     {
         if (fd_ >= 0)
@@ -79,8 +86,47 @@ public:
         fd_ = -1;
     }
 
-private:
     int fd_ = -1;
+};
+
+/// The locks on the nodes of a device and of all others of its vendor.
+class VendorLock
+{
+public:
+    Status take(libusb_context* context, libusb_device* device, std::uint16_t vendorId)
+    {
+        Status status = add(device);
+        libusb_device** list = nullptr;
+        const ssize_t count = libusb_get_device_list(context, &list);
+        for (ssize_t i = 0; status == platform::success && i < count; ++i) {
+            libusb_device_descriptor descriptor{};
+            const bool other = list[i] != device &&
+                               libusb_get_device_descriptor(list[i], &descriptor) == LIBUSB_SUCCESS &&
+                               descriptor.idVendor == vendorId;
+            // Only what another copy holds counts: a node that has gone or is not the user's is nobody's.
+            if (other && add(list[i]) == platform::exclusive_access)
+                status = platform::exclusive_access;
+        }
+        if (count >= 0)
+            libusb_free_device_list(list, 1);
+        if (status != platform::success)
+            release();
+        return status;
+    }
+
+    void release() { locks_.clear(); }
+
+private:
+    Status add(libusb_device* device)
+    {
+        NodeLock lock;
+        const Status status = lock.take(device);
+        if (status == platform::success)
+            locks_.push_back(std::move(lock));
+        return status;
+    }
+
+    std::vector<NodeLock> locks_;
 };
 
 class LibusbDevice final : public platform::Device
@@ -109,7 +155,7 @@ public:
     {
         if (handle_)
             return platform::exclusive_access;
-        const Status locked = lock_.take(device_.get());
+        const Status locked = lock_.take(context_.get(), device_.get(), descriptor_.idVendor);
         if (locked != platform::success)
             return locked;
         libusb_device_handle* handle = nullptr;
@@ -176,7 +222,7 @@ private:
     Context context_;
     DeviceRef device_;
     libusb_device_descriptor descriptor_;
-    NodeLock lock_;
+    VendorLock lock_;
     Handle handle_;
 };
 

@@ -1,0 +1,46 @@
+/// Ties the virtual monitor's clock to the real one: `pace` real seconds pass for each of the monitor's.
+#pragma once
+
+#include "sim/clock.h"
+
+#include <chrono>
+#include <thread>
+
+namespace sim::vhci {
+
+class RealTime
+{
+public:
+    RealTime(Clock& clock, double pace)
+        : clock_(clock)
+        , pace_(pace)
+    {
+    }
+
+    /// Moves the monitor's clock on to the present; one that is ahead stays.
+    void catchUp()
+    {
+        using Real = std::chrono::duration<double, Duration::period>;
+        const Real real = std::chrono::steady_clock::now() - start_;
+        const auto now = std::chrono::duration_cast<Duration>(real / pace_);
+        if (now > clock_.now())
+            clock_.advance(now - clock_.now());
+    }
+
+    /// Waits until the monitor's present, so that an answer takes the time that the work behind it took. What is
+    /// too short to sleep for is made up for when it has added up.
+    void waitForClock() const
+    {
+        constexpr std::chrono::milliseconds shortest_sleep(2);
+        const auto present = start_ + clock_.now() * pace_;
+        if (present - std::chrono::steady_clock::now() >= shortest_sleep)
+            std::this_thread::sleep_until(present);
+    }
+
+private:
+    Clock& clock_;
+    double pace_;
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+} // namespace sim::vhci

@@ -1,0 +1,223 @@
+/// Plays the user of the shipping program: preloaded into it, this library finds the dialog's widgets by name,
+/// presses buttons, answers boxes and says what it sees, following the steps in the file that
+/// FW_DRIVER_STEPS names. The program itself knows nothing of it.
+///
+///     expect NAME TEXT   waits until the label NAME shows TEXT, or a text around it
+///     press NAME         presses the button NAME
+///     box TITLE          waits for a message box of that title ...
+///     answer BUTTON      ... and presses the button of that text in it
+///     progress PERCENT   waits until the bar is that far
+///     hold FILE          stops the program where it is, makes FILE, and goes on when FILE has gone
+///     picture FILE       saves what the dialog looks like
+///     close              closes the dialog; the program ends with status 0
+///
+/// A step that has waited too long, or a box that no step asks for, ends the program with status 99.
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDialog>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPointer>
+#include <QProgressBar>
+#include <QTextDocument>
+#include <QTextDocumentFragment>
+#include <QThread>
+#include <QTimer>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+constexpr int tick_ms = 20;
+/// Longer than any update of the small images takes on an emulated computer.
+constexpr int patience_ms = 240000;
+constexpr int gave_up = 99;
+
+QElapsedTimer startedTimer()
+{
+    QElapsedTimer timer;
+    timer.start();
+    return timer;
+}
+
+void say(const QString& text)
+{
+    static const QElapsedTimer since = startedTimer();
+    std::printf("driver: %3lld s  %s\n", since.elapsed() / 1000, qPrintable(text));
+    std::fflush(stdout);
+}
+
+/// Without markup, pictures and line breaks.
+QString plain(const QString& text)
+{
+    QString shown = Qt::mightBeRichText(text) ? QTextDocumentFragment::fromHtml(text).toPlainText() : text;
+    return shown.remove(QChar::ObjectReplacementCharacter).simplified();
+}
+
+/// Without the mark of the key that presses it.
+QString caption(const QAbstractButton& button)
+{
+    return button.text().remove('&');
+}
+
+class Driver : public QObject
+{
+public:
+    Driver(const QString& stepsFile, QObject* parent)
+        : QObject(parent)
+    {
+        say("is in");
+        QFile file(stepsFile);
+        if (!file.open(QIODevice::ReadOnly))
+            giveUp("cannot read " + stepsFile);
+        steps_ = QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts);
+        connect(&timer_, &QTimer::timeout, this, &Driver::tick);
+        timer_.start(tick_ms);
+        waited_.start();
+    }
+
+private:
+    /// Takes one step, when it can be taken.
+    void tick()
+    {
+        dialog_ = findDialog();
+        const auto* box = openBox();
+        if (steps_.isEmpty() || !dialog_)
+            return;
+        const QString verb = steps_.front().section(' ', 0, 0);
+        const QString object = steps_.front().section(' ', 1);
+        if (box && verb != "box" && verb != "answer")
+            giveUp(QString("the box \"%1\" was not expected").arg(box->windowTitle()));
+        // Done before it is taken: some steps run the program's event loop, and with it this timer.
+        const QString step = steps_.takeFirst();
+        if (take(verb, object))
+            waited_.restart();
+        else
+            steps_.prepend(step);
+        if (waited_.elapsed() > patience_ms)
+            giveUp("waited too long at: " + step);
+    }
+
+    /// False: not yet.
+    bool take(const QString& verb, const QString& object)
+    {
+        if (verb == "expect")
+            return labelShows(object.section(' ', 0, 0), object.section(' ', 1));
+        if (verb == "press")
+            return press(dialog_->findChild<QAbstractButton*>(object));
+        if (verb == "box")
+            return boxIsOpen(object);
+        if (verb == "answer")
+            return answer(object);
+        if (verb == "progress")
+            return dialog_->findChild<QProgressBar*>("bar1")->value() >= object.toInt();
+        if (verb == "hold")
+            return hold(object);
+        if (verb == "picture")
+            return dialog_->grab().save(object);
+        if (verb == "close")
+            return QMetaObject::invokeMethod(dialog_, "close", Qt::QueuedConnection);
+        giveUp("no such step: " + verb);
+    }
+
+    bool labelShows(const QString& name, const QString& text)
+    {
+        const auto* label = dialog_->findChild<QLabel*>(name);
+        if (!label)
+            giveUp("no label " + name);
+        const QString shown = plain(label->text());
+        if (!shown.contains(text))
+            return false;
+        say(name + ": " + shown);
+        return true;
+    }
+
+    /// Pressed from the event loop, as by a user: what follows may last until the end of an update.
+    bool press(QAbstractButton* button)
+    {
+        if (!button || !button->isEnabled() || !button->isVisible())
+            return false;
+        say("presses [" + caption(*button) + "]");
+        return QMetaObject::invokeMethod(button, "click", Qt::QueuedConnection);
+    }
+
+    bool boxIsOpen(const QString& title)
+    {
+        const auto* box = openBox();
+        if (!box)
+            return false;
+        say(QString("box \"%1\": %2").arg(box->windowTitle(), plain(box->text())));
+        if (box->windowTitle() != title)
+            giveUp("this is not the box " + title);
+        return true;
+    }
+
+    bool answer(const QString& text)
+    {
+        auto* box = openBox();
+        const auto buttons = box ? box->buttons() : QList<QAbstractButton*>();
+        for (QAbstractButton* button : buttons) {
+            if (caption(*button) != text)
+                continue;
+            answered_ = box;
+            return press(button);
+        }
+        return false;
+    }
+
+    bool hold(const QString& file)
+    {
+        QFile(file).open(QIODevice::WriteOnly);
+        say("holds the program");
+        while (QFile::exists(file))
+            QThread::msleep(tick_ms);
+        say("lets it go on");
+        return true;
+    }
+
+    QDialog* findDialog() const
+    {
+        for (QWidget* widget : QApplication::topLevelWidgets()) {
+            if (widget->inherits("FW_Update_Tool"))
+                return qobject_cast<QDialog*>(widget);
+        }
+        return nullptr;
+    }
+
+    /// The message box that waits for an answer; one that was answered is about to close.
+    QMessageBox* openBox() const
+    {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        return box == answered_ ? nullptr : box;
+    }
+
+    [[noreturn]] void giveUp(const QString& why) const
+    {
+        say("gives up: " + why);
+        if (const auto* box = openBox())
+            say(QString("it shows the box \"%1\": %2").arg(box->windowTitle(), plain(box->text())));
+        if (dialog_)
+            say("it shows: " + plain(dialog_->findChild<QLabel*>("lblInfo")->text()));
+        std::_Exit(gave_up);
+    }
+
+    QStringList steps_;
+    QTimer timer_;
+    QElapsedTimer waited_;
+    QPointer<QDialog> dialog_;
+    QPointer<QMessageBox> answered_;
+};
+
+void startDriver()
+{
+    const QString steps = qEnvironmentVariable("FW_DRIVER_STEPS");
+    if (!steps.isEmpty())
+        new Driver(steps, qApp);
+}
+
+} // namespace
+
+Q_COREAPP_STARTUP_FUNCTION(startDriver)
