@@ -48,7 +48,9 @@ using Handle = std::unique_ptr<libusb_device_handle, HandleClose>;
 PortPath portPath(libusb_device* device)
 {
     PortPath path{};
-    libusb_get_port_numbers(device, path.data(), path.size());
+    const int depth = libusb_get_port_numbers(device, path.data(), static_cast<int>(path.size()));
+    // libusb fills the array from its end and then moves the path to the front: what it left behind is not zero.
+    std::fill(path.begin() + std::max(depth, 0), path.end(), std::uint8_t{0});
     return path;
 }
 
