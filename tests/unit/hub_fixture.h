@@ -17,22 +17,30 @@
 using Bytes = std::vector<std::uint8_t>;
 using Lines = std::vector<std::string>;
 
+template <typename... Values>
+std::string format(const char* pattern, Values... values)
+{
+    char text[160];
+    std::snprintf(text, sizeof text, pattern, values...);
+    return text;
+}
+
 /// "40 C8 2345 0001 16": type, request, value, index, length; a single byte of data is added as " = 80".
 inline std::string wireLine(const sim::WireRecord& record)
 {
     const sim::SetupPacket& s = record.setup;
-    char text[64];
-    std::snprintf(text, sizeof text, "%02X %02X %04X %04X %d", s.requestType, s.request, s.value, s.index,
-                  s.length);
-    std::string line = text;
-    if (!s.isIn() && record.data.size() == 1) {
-        std::snprintf(text, sizeof text, " = %02X", record.data[0]);
-        line += text;
-    }
-    return line;
+    const std::string line =
+        format("%02X %02X %04X %04X %d", s.requestType, s.request, s.value, s.index, s.length);
+    return s.isIn() || record.data.size() != 1 ? line : line + format(" = %02X", record.data[0]);
 }
 
-/// Answers every request with `status` and fills what it is asked for with 5A.
+inline Lines operator+(Lines a, const Lines& b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+/// Answers every request with `status` and the beginning of `reply`.
 class Responder : public sim::BusDevice
 {
 public:
@@ -40,10 +48,11 @@ public:
     platform::Status control(const sim::SetupPacket& setup, std::uint8_t* data) override
     {
         if (setup.isIn() && status == platform::success)
-            std::fill_n(data, setup.length, std::uint8_t{0x5A});
+            std::copy_n(reply.begin(), setup.length, data);
         return status;
     }
     platform::Status status = platform::success;
+    Bytes reply = Bytes(0x10000, 0x5A);
 };
 
 class HubTest : public testing::Test
@@ -88,5 +97,12 @@ protected:
         return std::chrono::duration_cast<std::chrono::milliseconds>(bus.clock().now() - start).count();
     }
 
+    /// A ProgressCallback whose context is a vector.
+    static void collect(void* context, std::uint8_t percent)
+    {
+        static_cast<std::vector<int>*>(context)->push_back(percent);
+    }
+
     sim::VirtualBus bus;
+    std::vector<int> progress;
 };

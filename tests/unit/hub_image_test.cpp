@@ -2,6 +2,7 @@
 // build sees any byte read beyond them.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -9,87 +10,66 @@
 
 namespace {
 
-struct ExactBuffer
-{
-    explicit ExactBuffer(std::size_t length)
-        : size(static_cast<int>(length))
-        , bytes(new std::uint8_t[length]())
-    {
-    }
-    explicit ExactBuffer(const std::vector<std::uint8_t>& content)
-        : ExactBuffer(content.size())
-    {
-        std::copy(content.begin(), content.end(), bytes.get());
-    }
-    void tag(std::size_t offset, std::uint8_t a, std::uint8_t b)
-    {
-        bytes[offset] = a;
-        bytes[offset + 1] = b;
-    }
-    /// Where vendorConfig was found, or -1.
-    std::ptrdiff_t find() const
-    {
-        const std::uint8_t* found = Flash_GetVendorConfigAddr(bytes.get(), size);
-        return found ? found - bytes.get() : -1;
-    }
+using Bytes = std::vector<std::uint8_t>;
 
-    int size;
-    std::unique_ptr<std::uint8_t[]> bytes;
-};
+std::unique_ptr<std::uint8_t[]> exactCopy(const Bytes& content)
+{
+    std::unique_ptr<std::uint8_t[]> copy(new std::uint8_t[content.size()]);
+    std::copy(content.begin(), content.end(), copy.get());
+    return copy;
+}
+
+/// Where vendor config is found in zeros with these pairs of bytes, or -1.
+std::ptrdiff_t find(std::size_t size, const std::map<std::size_t, Bytes>& pairs)
+{
+    Bytes image(size);
+    for (const auto& [offset, pair] : pairs)
+        std::copy(pair.begin(), pair.end(), image.data() + offset);
+    const auto bytes = exactCopy(image);
+    const std::uint8_t* found = Flash_GetVendorConfigAddr(bytes.get(), static_cast<int>(size));
+    return found ? found - bytes.get() : -1;
+}
+
+/// The three texts, "-" where none was stored, then the result.
+std::vector<std::string> parse(const Bytes& content)
+{
+    char texts[3][254] = {"-", "-", "-"};
+    const auto bytes = exactCopy(content);
+    const auto result =
+        GetStrInfo(bytes.get(), static_cast<int>(content.size()), texts[0], texts[1], texts[2]);
+    return {texts[0], texts[1], texts[2], std::to_string(result)};
+}
+
+using Parsed = std::vector<std::string>;
 
 } // namespace
 
 TEST(VendorConfig, IsBeforeTheLastTaggedBlock)
 {
-    const std::pair<std::uint8_t, std::uint8_t> tags[] = {{0x55, 0xAA}, {0xAA, 0x55}, {0x3C, 0xC3}};
-    for (const auto& [a, b] : tags) {
-        ExactBuffer image(0x10000);
-        image.tag(0xFF00, a, b);
-        EXPECT_EQ(image.find(), 0xFEF0);
-    }
-    ExactBuffer image(0x10000);
-    image.tag(0x0100, 0x55, 0xAA);
-    image.tag(0x8000, 0x3C, 0xC3);
-    EXPECT_EQ(image.find(), 0x7FF0);
-    image.tag(0x9001, 0x55, 0xAA); // not at a block start
-    image.tag(0xA000, 0x55, 0xC3); // not a tag
-    EXPECT_EQ(image.find(), 0x7FF0);
+    for (const Bytes& tag : {Bytes{0x55, 0xAA}, Bytes{0xAA, 0x55}, Bytes{0x3C, 0xC3}})
+        EXPECT_EQ(find(0x10000, {{0x100, {0x55, 0xAA}}, {0x8000, tag}}), 0x7FF0);
+    // Neither at a block's start nor with half a tag.
+    EXPECT_EQ(find(0x10000, {{0x100, {0x55, 0xAA}}, {0x9001, {0x55, 0xAA}}, {0xA000, {0x55, 0xC3}}}), 0xF0);
+    // The blocks count from the end; what is left over at the start is not looked at.
+    EXPECT_EQ(find(256 + 100, {{100, {0x55, 0xAA}}}), 84);
+    EXPECT_EQ(find(256 + 100, {{0, {0x55, 0xAA}}}), -1);
 }
 
 TEST(VendorConfig, IsNullWithoutABlockOrRoomForIt)
 {
     EXPECT_EQ(Flash_GetVendorConfigAddr(nullptr, 0x10000), nullptr);
-    EXPECT_EQ(ExactBuffer(0x10000).find(), -1);
-    ExactBuffer tooShort(255);
-    tooShort.tag(0, 0x55, 0xAA);
-    EXPECT_EQ(tooShort.find(), -1);
-    ExactBuffer noRoomBefore(256);
-    noRoomBefore.tag(0, 0x55, 0xAA);
-    EXPECT_EQ(noRoomBefore.find(), -1);
-    // The blocks count from the end; what is left over at the start is not looked at.
-    ExactBuffer odd(256 + 100);
-    odd.tag(0, 0x55, 0xAA);
-    EXPECT_EQ(odd.find(), -1);
-    odd.tag(100, 0x55, 0xAA);
-    EXPECT_EQ(odd.find(), 84);
+    EXPECT_EQ(find(0x10000, {}), -1);
+    for (const std::size_t size : {255, 256})
+        EXPECT_EQ(find(size, {{0, {0x55, 0xAA}}}), -1);
 }
 
 TEST(StringRecords, AreCopiedUntilTheBufferEnds)
 {
-    const auto parse = [](const std::vector<std::uint8_t>& content, std::vector<std::string> wanted,
-                          std::uint32_t wantedLength) {
-        const ExactBuffer buffer(content);
-        char texts[3][254] = {"-", "-", "-"};
-        EXPECT_EQ(GetStrInfo(buffer.bytes.get(), buffer.size, texts[0], texts[1], texts[2]), wantedLength);
-        for (std::size_t i = 0; i < 3; ++i)
-            EXPECT_EQ(texts[i], wanted[i]);
-    };
-    parse({4, 3, 'a', 'b', 3, 3, 'c', 5, 3, 'd', 'e', 'f', 9, 9}, {"ab", "c", "def"}, 9);
-    parse({4, 3, 'a', 'b', 0, 7}, {"ab", "-", "-"}, 0);
-    parse({4, 3, 'a', 'b', 4, 3, 'x'}, {"ab", "-", "-"}, 4); // the second would pass the end
-    parse({4, 3, 'a', 'b'}, {"ab", "-", "-"}, 4);            // ends with the buffer
-    parse({1, 2, 0, 0}, {"", "", "-"}, 0);                   // shorter than its own header
-    parse({5, 3, 'a', 'b'}, {"-", "-", "-"}, 5);
-    parse({0}, {"-", "-", "-"}, 0);
-    parse({}, {"-", "-", "-"}, 0);
+    EXPECT_EQ(parse({4, 3, 'a', 'b', 3, 3, 'c', 5, 3, 'd', 'e', 'f', 9, 9}), (Parsed{"ab", "c", "def", "9"}));
+    EXPECT_EQ(parse({4, 3, 'a', 'b', 0, 7}), (Parsed{"ab", "-", "-", "0"}));
+    EXPECT_EQ(parse({4, 3, 'a', 'b', 4, 3, 'x'}), (Parsed{"ab", "-", "-", "4"})); // would pass the end
+    EXPECT_EQ(parse({4, 3, 'a', 'b'}), (Parsed{"ab", "-", "-", "4"}));            // ends with the buffer
+    EXPECT_EQ(parse({1, 2, 0, 0}), (Parsed{"", "", "-", "0"}));                   // shorter than its header
+    EXPECT_EQ(parse({5, 3, 'a', 'b'}), (Parsed{"-", "-", "-", "5"}));
+    EXPECT_EQ(parse({}), (Parsed{"-", "-", "-", "0"}));
 }

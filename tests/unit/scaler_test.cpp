@@ -5,49 +5,15 @@
 #include <cerrno>
 #include <deque>
 #include <map>
+#include <numeric>
 #include <optional>
+#include <tuple>
 
-#include "hub/api/hvx_hub.h"
 #include "hub_fixture.h"
 
 namespace {
 
-void collect(void* context, std::uint8_t percent)
-{
-    static_cast<std::vector<int>*>(context)->push_back(percent);
-}
-
-Bytes userCodeImage(std::size_t size)
-{
-    Bytes image(size);
-    for (std::size_t i = 0; i < size; ++i)
-        image[i] = static_cast<std::uint8_t>(i * 13 + (i >> 9));
-    const Bytes header = {0xAA, 0x55, 12, 3};
-    std::copy(header.begin(), header.end(), image.begin() + 0xF8FE);
-    return image;
-}
-
-std::string regWrite(int reg, int value)
-{
-    char line[48];
-    std::snprintf(line, sizeof line, "40 E6 %04X 0000 1 = %02X", reg, value);
-    return line;
-}
-
-std::string regRead(int reg)
-{
-    char line[48];
-    std::snprintf(line, sizeof line, "C0 E6 %04X 0000 1", reg);
-    return line;
-}
-
-Lines operator+(Lines a, const Lines& b)
-{
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
-/// The procedures on a port that reads as the case says: replies in turn for each register, then the last.
+/// A port that reads as the case says: replies in turn for each register, then the last for good.
 class ScriptedPort : public sim::BusDevice
 {
 public:
@@ -78,19 +44,64 @@ protected:
         m_uDataLen = 1;
         wire();
     }
+    /// The requests since the last call: "6F=80" writes a register, "6F?" reads it, "6F?x3" does so three
+    /// times; other requests stand whole in brackets.
+    std::string accesses()
+    {
+        std::string text;
+        std::string last;
+        int times = 0;
+        const auto add = [&](const std::string& next) {
+            if (next != last && times > 0)
+                text += (text.empty() ? "" : " ") + last + (times > 1 ? "x" + std::to_string(times) : "");
+            times = next == last ? times + 1 : 1;
+            last = next;
+        };
+        for (const auto& record : bus.log().records()) {
+            const sim::SetupPacket& s = record.setup;
+            const bool isRegister = s.request == 0xE6 && s.index == 0 && s.length == 1;
+            add(!isRegister ? "[" + wireLine(record) + "]"
+                : s.isIn()  ? format("%02X?", s.value)
+                            : format("%02X=%02X", s.value, record.data[0]));
+        }
+        add("");
+        bus.log().clear();
+        return text;
+    }
     ScriptedPort port{sim::DeviceTraits{0x2E4D, 0x7305, 3}};
 };
+
+const sim::Matches block_write = sim::requestIs(0x40, 0xC6);
+const sim::Matches register_read = sim::requestIs(0xC0, 0xE6);
+const sim::Matches control_read = sim::requestIs(0xC0, 0xE6, 0x6F);
+const sim::Matches control_write = sim::requestIs(0x40, 0xE6, 0x6F);
+
+Bytes userCodeImage(std::size_t size)
+{
+    Bytes image(size);
+    for (std::size_t i = 0; i < size; ++i)
+        image[i] = static_cast<std::uint8_t>(i * 13 + (i >> 9));
+    const Bytes header = {0xAA, 0x55, 12, 3};
+    std::copy(header.begin(), header.end(), image.begin() + 0xF8FE);
+    if (size > 0xFF8FF)
+        image[0xFF8FE] = image[0xFF8FF] = 0xFF; // the marker has its place there
+    return image;
+}
 
 class ScalerUpdate : public HubTest
 {
 protected:
-    void start(sim::MonitorSetup setup = {})
+    /// A new monitor, and the library as in a new process.
+    void start(const sim::MonitorSetup& setup = {})
     {
-        monitor.emplace(bus, setup);
-        printed([] {
+        printed([&] {
+            Deinit();
+            monitor.reset();
+            monitor.emplace(bus, setup);
             Init();
             EXPECT_EQ(OpenDevice(0), 1);
         });
+        bus.violations().clear();
         wire();
     }
     std::uint32_t update(Bytes image, std::int8_t userCode = 1, std::uint32_t outReg = 0xFE28,
@@ -106,19 +117,16 @@ protected:
     }
     Bytes flash(std::size_t address, std::size_t length)
     {
-        const Bytes& bytes = monitor->scaler().flash().bytes();
-        const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(address);
-        return Bytes(first, first + static_cast<std::ptrdiff_t>(length));
+        const std::uint8_t* bytes = monitor->scaler().flash().bytes().data() + address;
+        return Bytes(bytes, bytes + length);
     }
+    bool hasMarker() { return flash(0x1FF8FE, 2) == Bytes{0xAA, 0x55}; }
 
     std::optional<sim::VirtualMonitor> monitor;
-    std::vector<int> progress;
     std::string text;
 };
 
 const std::string started = "Update Scalar function... \n";
-const Bytes marker = {0xAA, 0x55};
-const Bytes no_marker = {0xFF, 0xFF};
 
 } // namespace
 
@@ -126,50 +134,38 @@ TEST_F(IspPort, EntersIspModeSetsDefaultsAndLiftsProtection)
 {
     port.reads = {{0x6F, {0x00, 0x00, 0x80}}, {0xF5, {0xF6}}, {0x60, {0x01, 0x00}}};
     EXPECT_EQ(milliseconds([] { EXPECT_TRUE(MP_EnterSPIMode()); }) / 10, 2); // two polls that saw nothing
-    EXPECT_EQ(wire(),
-              (Lines{regWrite(0x6F, 0x80), regRead(0x6F), regRead(0x6F), regRead(0x6F), regWrite(0xF4, 0x9F),
-                     regWrite(0xF5, 0x06), regWrite(0xF4, 0xA0), regWrite(0xF5, 0x74)}));
+    EXPECT_EQ(accesses(), "6F=80 6F?x3 F4=9F F5=06 F4=A0 F5=74");
     EXPECT_EQ(MP_Set_DefaultValue(), platform::success);
-    EXPECT_EQ(wire(),
-              (Lines{regWrite(0x6A, 0x03), regWrite(0x6B, 0x0B), regWrite(0x6C, 0x00), regWrite(0x62, 0x06),
-                     regWrite(0x63, 0x50), regWrite(0xED, 0x88), regWrite(0xEE, 0x04)}));
-    const Lines selectCfg = {regWrite(0xF4, 0x9F), regWrite(0xF5, 0x10), regWrite(0xF4, 0x38), regRead(0xF5)};
-    const Lines pinOut = {regWrite(0xF4, 0x9F), regWrite(0xF5, 0xFE), regWrite(0xF4, 0x28),
-                          regWrite(0xF5, 0x01)};
+    EXPECT_EQ(accesses(), "6A=03 6B=0B 6C=00 62=06 63=50 ED=88 EE=04");
     EXPECT_EQ(MP_Disable_FlashHWProtect(0xFE28, 0x1038), platform::success);
-    EXPECT_EQ(wire(), selectCfg + (Lines{regWrite(0xF4, 0xAB), regWrite(0xF5, 0xF1)}) + pinOut);
+    EXPECT_EQ(accesses(), "F4=9F F5=10 F4=38 F5? F4=AB F5=F1 F4=9F F5=FE F4=28 F5=01");
     port.refuse = sim::requestIs(0xC0, 0xE6, 0xF5);
     MP_Disable_FlashHWProtect(0xFE28, 0x1038);
-    EXPECT_EQ(wire(), selectCfg + pinOut);
+    EXPECT_EQ(accesses(), "F4=9F F5=10 F4=38 F5? F4=9F F5=FE F4=28 F5=01");
     EXPECT_EQ(MP_Disable_FlashSWProtect(), platform::success);
-    EXPECT_EQ(wire(), (Lines{regWrite(0x60, 0x68), regWrite(0x61, 0x01), regWrite(0x64, 0x00),
-                             regWrite(0x60, 0x69), regRead(0x60), regRead(0x60)}));
+    EXPECT_EQ(accesses(), "60=68 61=01 64=00 60=69 60?x2");
 }
 
 TEST_F(IspPort, IspModeIsRefusedButNeverOverdue)
 {
-    port.reads[0x6F] = {0x00};
     EXPECT_EQ(milliseconds([] { EXPECT_TRUE(MP_EnterSPIMode()); }) / 100, 50); // 500 polls, 10 ms apart
-    EXPECT_EQ(wire().size(), 1U + 500 + 4);
-    port.refuse = sim::requestIs(0xC0, 0xE6, 0x6F);
+    EXPECT_EQ(accesses(), "6F=80 6F?x500 F4=9F F5=06 F4=A0 F5=74");
+    port.refuse = control_read;
     EXPECT_FALSE(MP_EnterSPIMode());
-    EXPECT_EQ(wire(), (Lines{regWrite(0x6F, 0x80), regRead(0x6F)}));
-    port.refuse = sim::requestIs(0x40, 0xE6, 0x6F);
+    EXPECT_EQ(accesses(), "6F=80 6F?");
+    port.refuse = control_write;
     EXPECT_EQ(milliseconds([] { EXPECT_FALSE(MP_EnterSPIMode()); }), 10); // five attempts, 2 ms each
-    EXPECT_EQ(wire().size(), 5U);
+    EXPECT_EQ(accesses(), "6F=80x5");
 }
 
 TEST_F(IspPort, ErasesAndChecksBlockByBlock)
 {
     port.reads = {{0x60, {0x01, 0x00}}, {0x6F, {0x90, 0x94, 0x90}}, {0x75, {0xDE, 0x00, 0xDE}}};
     EXPECT_TRUE(MP_I2C_BlockErase(16, 1));
-    EXPECT_EQ(wire(), (Lines{regWrite(0x64, 0x10), regWrite(0x65, 0x00), regWrite(0x66, 0x00),
-                             regWrite(0x60, 0xB8), regWrite(0x61, 0xD8), regWrite(0x60, 0xB9), regRead(0x60),
-                             regRead(0x60), regWrite(0x64, 0x10), regWrite(0x65, 0x00), regWrite(0x66, 0x00),
-                             regWrite(0x72, 0x10), regWrite(0x73, 0xFF), regWrite(0x74, 0xFF), regRead(0x6F),
-                             regWrite(0x6F, 0x94), regRead(0x6F), regRead(0x6F), regRead(0x75)}));
+    EXPECT_EQ(accesses(), "64=10 65=00 66=00 60=B8 61=D8 60=B9 60?x2 "
+                          "64=10 65=00 66=00 72=10 73=FF 74=FF 6F? 6F=94 6F?x2 75?");
 
-    const auto erased = [&](std::uint16_t first, std::uint16_t count, bool wanted) {
+    const auto checked = [&](std::uint16_t first, std::uint16_t count, bool wanted) {
         EXPECT_EQ(MP_I2C_BlockErase(first, count), wanted);
         std::vector<int> blocks;
         for (const auto& record : bus.log().records()) {
@@ -180,13 +176,12 @@ TEST_F(IspPort, ErasesAndChecksBlockByBlock)
         return blocks;
     };
     // The first check is bad, the blocks after it are erased all the same; block numbers wrap.
-    EXPECT_EQ(erased(250, 10, false), (std::vector<int>{250, 251, 252, 253, 254, 255, 0, 1, 2, 3}));
-    EXPECT_EQ(erased(0, 0, true), std::vector<int>{});
+    EXPECT_EQ(checked(250, 10, false), (std::vector<int>{250, 251, 252, 253, 254, 255, 0, 1, 2, 3}));
     // A block whose end of erase cannot be read is not checked; an unread check result is no good one.
     port.refuse = sim::requestIs(0xC0, 0xE6, 0x60);
-    EXPECT_EQ(erased(0, 2, true), std::vector<int>{});
+    EXPECT_EQ(checked(0, 2, true), std::vector<int>{});
     port.refuse = sim::requestIs(0xC0, 0xE6, 0x75);
-    EXPECT_EQ(erased(0, 1, false), std::vector<int>{0});
+    EXPECT_EQ(checked(0, 1, false), std::vector<int>{0});
     port.refuse = nullptr;
     port.reads[0x60] = {0x01};
     EXPECT_EQ(milliseconds([] { EXPECT_TRUE(MP_I2C_BlockErase(1, 1)); }) / 100, 50); // overdue is not failed
@@ -195,174 +190,131 @@ TEST_F(IspPort, ErasesAndChecksBlockByBlock)
 TEST_F(IspPort, WaitComparesAsManyBytesAsConfigured)
 {
     EXPECT_TRUE(MP_I2C_Wait(0x6F, 0xFF, 0x80, 9));
-    EXPECT_EQ(wire(), Lines{});
     EXPECT_TRUE(MP_I2C_Wait(0x0012006F, 0xFF, 0x80, 25)); // never matches: two attempts
-    EXPECT_EQ(wire(), Lines(2, "C0 E6 006F 0012 1"));
+    EXPECT_EQ(accesses(), "[C0 E6 006F 0012 1]x2");
     port.reads[0x6F] = {0x80};
     m_uDataLen = 200; // more than the four bytes that are compared
-    EXPECT_EQ(milliseconds([] { EXPECT_TRUE(MP_I2C_Wait(0x6F, 0xFFFF00FF, 0x80800080, 100)); }), 0);
-    EXPECT_EQ(wire(), Lines{"C0 E6 006F 0000 200"});
-    port.refuse = sim::requestIs(0xC0, 0xE6);
+    EXPECT_TRUE(MP_I2C_Wait(0x6F, 0xFFFF00FF, 0x80800080, 100));
+    EXPECT_EQ(accesses(), "[C0 E6 006F 0000 200]");
+    port.refuse = register_read;
     EXPECT_FALSE(MP_I2C_Wait(0x6F, 0xFF, 0, 100));
 }
 
 TEST_F(IspPort, WritesAChunkInTheSizeOfTheLink)
 {
     Bytes data(128, 0x3C);
+    const auto write = [&] { return MP_I2C_WriteSerialFlash(0x123480, data.data(), 128, 128); };
+    const std::string address = "64=12 65=34 66=80";
+    const std::string block = " [40 C6 3480 0012 128] [40 F6 9401 0103 0]";
     port.reads[0x6F] = {0x80, 0x90, 0xB0, 0x90};
-    const auto chunk = [](const std::string& access, int readyPolls, int busyPolls) {
-        return Lines{regWrite(0x64, 0x12), regWrite(0x65, 0x34), regWrite(0x66, 0x80)} +
-               Lines(readyPolls, regRead(0x6F)) +
-               Lines{"40 E6 0070 0000 0", "40 F6 9401 " + access + " 0", "40 C6 3480 0012 128",
-                     "40 F6 9401 0103 0", regWrite(0x6F, 0xA0)} +
-               Lines(busyPolls, regRead(0x6F));
-    };
-    EXPECT_TRUE(MP_I2C_WriteSerialFlash(0x123480, data.data(), 128, 128));
-    EXPECT_EQ(wire(), chunk("8003", 2, 2));
+    EXPECT_TRUE(write());
+    EXPECT_EQ(accesses(),
+              address + " 6F?x2 [40 E6 0070 0000 0] [40 F6 9401 8003 0]" + block + " 6F=A0 6F?x2");
     port.traits.speed = 2;
-    EXPECT_TRUE(MP_I2C_WriteSerialFlash(0x123480, data.data(), 128, 128));
-    EXPECT_EQ(wire(), chunk("4003", 1, 1));
     port.reads[0x6F] = {0x20}; // never ready, always programming: 500 and 200 polls, and no failure
-    EXPECT_TRUE(MP_I2C_WriteSerialFlash(0x123480, data.data(), 128, 128));
-    EXPECT_EQ(wire(), chunk("4003", 500, 200));
-}
+    EXPECT_TRUE(write());
+    EXPECT_EQ(accesses(),
+              address + " 6F?x500 [40 E6 0070 0000 0] [40 F6 9401 4003 0]" + block + " 6F=A0 6F?x200");
 
-TEST_F(IspPort, AChunkFailsByItsPollsItsSpeedOrItsBlock)
-{
-    Bytes data(2, 0x3C);
     port.reads[0x6F] = {0x90};
-    const auto write = [&] { return MP_I2C_WriteSerialFlash(0, data.data(), 2, 128); };
-    port.refuse = sim::requestIs(0x40, 0xC6);
+    port.refuse = block_write;
     EXPECT_FALSE(write());
-    EXPECT_EQ(wire().back(), "40 F6 9401 0103 0"); // one-byte access is back before the failure is seen
-    EXPECT_EQ(m_uDataLen, 1);
-    port.refuse = sim::requestIs(0xC0, 0xE6, 0x6F);
+    EXPECT_EQ(accesses(), address + " 6F? [40 E6 0070 0000 0] [40 F6 9401 4003 0]" + block);
+    port.refuse = control_read;
     EXPECT_FALSE(write());
-    EXPECT_EQ(wire().back(), regRead(0x6F));
+    EXPECT_EQ(accesses(), address + " 6F?");
     int polls = 0;
     port.refuse = [&](const sim::SetupPacket& setup) { return setup.isIn() && ++polls == 2; };
     EXPECT_FALSE(write());
-    EXPECT_EQ(wire().back(), regRead(0x6F));
     port.refuse = [](const sim::SetupPacket& setup) { return setup.request == 0xF6 || setup.value == 0x70; };
     errno = 5;
     EXPECT_EQ(printed([&] { EXPECT_TRUE(write()); }), "Error Code : 5Error Code : 5Error Code : 5");
+    wire();
     port.refuse = nullptr;
     port.troubles.speed = platform::io_error;
-    wire();
     EXPECT_FALSE(write());
-    EXPECT_EQ(wire().back(), "40 E6 0070 0000 0");
+    EXPECT_EQ(accesses(), address + " 6F? [40 E6 0070 0000 0]");
 }
 
 TEST_F(IspPort, PreparesAndLeaves)
 {
     EXPECT_TRUE(MP_I2C_WriteInitalize(128));
-    EXPECT_EQ(wire(), (Lines{regWrite(0x6D, 0x02), regWrite(0x71, 0x7F)}));
-    const Lines protect = {regWrite(0x60, 0x68), regWrite(0x61, 0x01), regWrite(0x64, 0xFF),
-                           regWrite(0x60, 0x69)};
-    EXPECT_TRUE(MP_I2C_Reset());
-    EXPECT_EQ(wire(), protect + (Lines{regRead(0x60), regWrite(0xEE, 0x02)}));
+    EXPECT_EQ(accesses(), "6D=02 71=7F");
     port.reads[0x60] = {0x01};
     EXPECT_TRUE(MP_I2C_Reset());
-    EXPECT_EQ(wire(), protect + Lines(200, regRead(0x60)) + Lines{regWrite(0xEE, 0x02)});
-    port.refuse = sim::requestIs(0xC0, 0xE6);
+    EXPECT_EQ(accesses(), "60=68 61=01 64=FF 60=69 60?x200 EE=02");
+    port.refuse = register_read;
     EXPECT_FALSE(MP_I2C_Reset());
-    EXPECT_EQ(wire(), protect + Lines{regRead(0x60)});
+    EXPECT_EQ(accesses(), "60=68 61=01 64=FF 60=69 60?");
 }
 
-TEST_F(ScalerUpdate, WritesTheImageThenTheMarkerAtBothSpeeds)
-{
-    for (const bool superSpeed : {true, false}) {
-        sim::MonitorSetup setup;
-        setup.has_super_speed_face = superSpeed;
-        start(setup);
-        const Bytes image = userCodeImage(0x10001);
-        EXPECT_EQ(update(image), 0U);
-        EXPECT_EQ(text, started);
-        EXPECT_EQ(flash(0x100000, image.size()), image);
-        EXPECT_EQ(flash(0x1FF8FE, 2), marker);
-        EXPECT_EQ(progress.size(), 1U + 513 + 1);
-        EXPECT_EQ(bus.violations().messages(), Lines{});
-
-        std::vector<std::pair<std::uint32_t, int>> blocks;
-        for (const auto& record : bus.log().records()) {
-            if (record.setup.request == 0xC6)
-                blocks.emplace_back(record.setup.address(), record.setup.length);
-        }
-        ASSERT_EQ(blocks.size(), 514U);
-        EXPECT_EQ(blocks[512], (std::pair<std::uint32_t, int>(0x110000, 1)));
-        EXPECT_EQ(blocks[513], (std::pair<std::uint32_t, int>(0x1FF8FE, 2)));
-        bus.clock().advance(std::chrono::seconds(8));
-        EXPECT_EQ(monitor->display().runningVersion(), (sim::Version{12, 3}));
-        CloseDevice();
-        monitor.reset();
-        g_hub = nullptr;
-        wire();
-    }
-}
-
-TEST_F(ScalerUpdate, AMegabyteCostsRequestsAndNothingElse)
-{
-    start();
-    bus.log().setEnabled(false);
-    const Bytes image = userCodeImage(0xFF800);
-    EXPECT_EQ(update(image), 0U);
-    EXPECT_EQ(flash(0x100000, image.size()), image);
-    EXPECT_EQ(bus.violations().count(), 0);
-}
-
-TEST_F(ScalerUpdate, LiftsProtectionOnlyByTheModelsOwnRegisters)
+TEST_F(ScalerUpdate, WritesEachModelAtBothSpeeds)
 {
     struct Case
     {
         sim::Model model;
+        bool superSpeed;
+        std::uint32_t size;
         std::uint32_t outReg;
         std::uint32_t cfgReg;
-        bool lifted;
+        std::uint8_t blocks;
     };
-    const Case cases[] = {
-        {sim::Model::qx1320, 0xFE19, 0x1029, true},  {sim::Model::qx1650, 0xFE28, 0x1038, true},
-        {sim::Model::qx1655, 0xFE28, 0x1038, true},  {sim::Model::qx1320, 0xFE28, 0x1038, false},
-        {sim::Model::qx1650, 0xFE19, 0x1029, false}, {sim::Model::qx1320, 0xFE19, 0x1038, false},
-        {sim::Model::qx1650, 0xFE19, 0x1038, false}};
-    for (const Case& c : cases) {
+    for (const Case& c : {Case{sim::Model::qx1320, true, 0x10001, 0xFE19, 0x1029, 16},
+                          Case{sim::Model::qx1650, true, 0x100000, 0xFE28, 0x1038, 16},
+                          Case{sim::Model::qx1650, false, 0x10001, 0xFE28, 0x1038, 16},
+                          Case{sim::Model::qx1655, true, 0x10001, 0xFE28, 0x1038, 32}}) {
         sim::MonitorSetup setup;
         setup.model = c.model;
+        setup.has_super_speed_face = c.superSpeed;
         start(setup);
-        m_uDataLen = 1;
-        MP_I2C_SetSlaveAddr(1, 1);
-        ASSERT_TRUE(MP_EnterSPIMode());
-        EXPECT_TRUE(monitor->scaler().hardwareProtected());
-        MP_Set_DefaultValue();
-        MP_Disable_FlashHWProtect(c.outReg, c.cfgReg);
-        EXPECT_EQ(monitor->scaler().hardwareProtected(), !c.lifted);
-        EXPECT_TRUE(monitor->scaler().flash().isProtected());
-        MP_Disable_FlashSWProtect();
-        EXPECT_EQ(monitor->scaler().flash().isProtected(), !c.lifted);
-        CloseDevice();
-        monitor.reset();
-        g_hub = nullptr;
+        const Bytes image = userCodeImage(c.size);
+        const Bytes factory = flash(0, 0x100000);
+        EXPECT_EQ(update(image, 1, c.outReg, c.cfgReg, c.blocks), 0U);
+        EXPECT_EQ(text, started);
+        EXPECT_EQ(flash(0, 0x100000), factory);
+        EXPECT_TRUE(hasMarker());
+        Bytes inFlash = image;
+        if (c.size > 0xFF8FF) {
+            inFlash[0xFF8FE] = 0xAA;
+            inFlash[0xFF8FF] = 0x55;
+        }
+        EXPECT_EQ(flash(0x100000, image.size()), inFlash);
+
+        std::vector<std::uint32_t> erased; // does not follow the address that is written to
+        std::vector<std::uint32_t> written;
+        for (const auto& record : bus.log().records()) {
+            if (record.setup.request == 0xE6 && record.setup.value == 0x72)
+                erased.push_back(record.data[0]);
+            if (record.setup.request == 0xC6)
+                written.push_back(record.setup.address());
+        }
+        std::vector<std::uint32_t> wanted(c.blocks);
+        std::iota(wanted.begin(), wanted.end(), c.blocks);
+        EXPECT_EQ(erased, wanted);
+        const std::uint32_t chunks = (c.size + 127) / 128;
+        EXPECT_EQ(written.size(), chunks + 1);
+        EXPECT_EQ(written[chunks - 1], 0x100000 + (chunks - 1) * 128);
+        EXPECT_EQ(written[chunks], 0x1FF8FEU);
+        EXPECT_EQ(progress.size(), 1 + chunks + 1);
+        EXPECT_EQ(bus.violations().messages(), Lines{});
+        bus.clock().advance(std::chrono::seconds(8));
+        EXPECT_EQ(monitor->display().runningVersion(), (sim::Version{12, 3}));
     }
 }
 
-TEST_F(ScalerUpdate, TheEraseRangeDoesNotFollowTheWriteBase)
+TEST_F(ScalerUpdate, AnotherModelsRegistersDoNotLiftTheProtection)
 {
-    sim::MonitorSetup setup;
-    setup.model = sim::Model::qx1655;
-    start(setup);
-    const Bytes image = userCodeImage(0x10001);
-    const Bytes factory = flash(0, 0x100000);
-    EXPECT_EQ(update(image, 1, 0xFE28, 0x1038, 32), 0U);
-    EXPECT_EQ(flash(0, 0x100000), factory);
-    EXPECT_EQ(flash(0x100000, image.size()), image);
-    EXPECT_EQ(flash(0x200000, 0x200000), Bytes(0x200000, 0xFF));
-    std::vector<int> blocks;
-    for (const auto& record : bus.log().records()) {
-        if (record.setup.request == 0xE6 && record.setup.value == 0x72)
-            blocks.push_back(record.data[0]);
+    for (const auto& [model, outReg, cfgReg] : {std::tuple{sim::Model::qx1320, 0xFE28U, 0x1029U},
+                                                {sim::Model::qx1320, 0xFE19U, 0x1038U},
+                                                {sim::Model::qx1650, 0xFE19U, 0x1038U},
+                                                {sim::Model::qx1650, 0xFE28U, 0x1029U}}) {
+        sim::MonitorSetup setup;
+        setup.model = model;
+        start(setup);
+        const Bytes before = monitor->scaler().flash().bytes();
+        EXPECT_EQ(update(userCodeImage(0x10001), 1, outReg, cfgReg), 41512U);
+        EXPECT_EQ(monitor->scaler().flash().bytes(), before);
     }
-    EXPECT_EQ(blocks.size(), 32U);
-    EXPECT_EQ(blocks.front(), 32);
-    EXPECT_EQ(blocks.back(), 63);
 }
 
 TEST_F(ScalerUpdate, WithoutUserCodeAnImageGoesToAddressZero)
@@ -371,82 +323,70 @@ TEST_F(ScalerUpdate, WithoutUserCodeAnImageGoesToAddressZero)
     Bytes image(300, 0x42);
     EXPECT_EQ(update(image, 0, 0xFE28, 0x1038, 1), 0U);
     EXPECT_EQ(progress, (std::vector<int>{20, 54, 88, 100, 100}));
-    EXPECT_EQ(flash(0, 300), image);
-    EXPECT_EQ(flash(300, 0x10000 - 300), Bytes(0x10000 - 300, 0xFF));
-    EXPECT_EQ(flash(0x1FF8FE, 2), no_marker);
+    image.resize(0x10000, 0xFF);
+    EXPECT_EQ(flash(0, 0x10000), image);
+    EXPECT_FALSE(hasMarker());
 
     Bytes again = userCodeImage(0x10001);
     bus.clock().advance(std::chrono::seconds(8));
-    printed([&] {
-        EXPECT_EQ(UpdateScalarFw(again.data(), 0x10001, 0xFE28, 0x1038, 16, 1, nullptr, nullptr), 0U);
-    });
+    printed([&] { UpdateScalarFw(again.data(), 0x10001, 0xFE28, 0x1038, 16, 1, nullptr, nullptr); });
     EXPECT_EQ(flash(0x100000, again.size()), again); // a null callback changes nothing
 }
 
 TEST_F(ScalerUpdate, RefusesWhatIsNoUserCodeWithoutARequest)
 {
     start();
-    const auto refused = [&](const Bytes& image, const std::string& said) {
+    Bytes spoilt[] = {userCodeImage(0x10001), userCodeImage(0x10001)};
+    spoilt[0][0xF8FE] ^= 1;
+    spoilt[1][0xF8FF] ^= 1;
+    for (const Bytes& image : {Bytes{}, userCodeImage(0x10000), spoilt[0], spoilt[1]}) {
         EXPECT_EQ(update(image), 41521U);
-        EXPECT_EQ(text, started + said);
+        EXPECT_EQ(text, started + (image.empty() ? "Wrong Fw file" : ""));
         EXPECT_EQ(wire(), Lines{});
-    };
-    refused({}, "Wrong Fw file");
-    refused(userCodeImage(0x10000), "");
-    for (const std::size_t offset : {0xF8FE, 0xF8FF}) {
-        Bytes image = userCodeImage(0x10001);
-        image[offset] ^= 0x01;
-        refused(image, "");
     }
 }
 
 TEST_F(ScalerUpdate, EveryFailureHasItsResultAndLeavesNoMarker)
 {
+    struct Failure
+    {
+        std::function<void(sim::Faults&)> arm;
+        std::uint32_t result;
+        std::string said;
+        std::size_t reports;
+        bool inIspMode; ///< left as it is
+    };
+    const Failure failures[] = {
+        {[](sim::Faults& on) { on.refuse(sim::atMatch(control_write).forGood()); }, 41512,
+         "Fail To I2C Initial\n", 0, false},
+        {[](sim::Faults& on) { on.troubles.scaler_never_in_isp_mode = true; }, 41512, "Fail To I2C Initial\n",
+         0, false},
+        {[](sim::Faults& on) { on.troubles.bad_erase_check = 20; }, 41512, "Fail To I2C Initial\n", 0, true},
+        // Overdue is no failure, but the scaler refuses a block that it is not ready for.
+        {[](sim::Faults& on) { on.troubles.scaler_never_ready = true; }, 41513,
+         "Fail To I2C WriteSerialFlash\n", 1, true},
+        {[](sim::Faults& on) { on.refuse(sim::atMatch(block_write, 3)); }, 41513,
+         "Fail To I2C WriteSerialFlash\n", 3, true},
+        {[](sim::Faults& on) { on.refuse(sim::atMatch(block_write, 514)); }, 41519,
+         "Failed to I2C WriteSerialFlash for Scalar UserCode \n", 514, true}};
     const Bytes image = userCodeImage(0x10001);
-    const auto fails = [&](std::uint32_t result, const std::string& said) {
-        EXPECT_EQ(update(image), result);
-        EXPECT_EQ(text, started + said);
-        EXPECT_EQ(flash(0x1FF8FE, 2), no_marker);
+    for (const Failure& failure : failures) {
+        start();
+        failure.arm(bus.faults());
+        EXPECT_EQ(update(image), failure.result);
+        EXPECT_EQ(text, started + failure.said);
+        EXPECT_EQ(progress.size(), failure.reports);
+        EXPECT_EQ(monitor->scaler().inIspMode(), failure.inIspMode);
+        EXPECT_FALSE(hasMarker());
         bus.faults().clear();
         bus.faults().troubles = {};
-    };
-    start();
-    bus.faults().refuse(sim::atMatch(sim::requestIs(0x40, 0xE6, 0x6F)).forGood());
-    fails(41512, "Fail To I2C Initial\n");
-    bus.faults().troubles.bad_erase_check = 20;
-    fails(41512, "Fail To I2C Initial\n");
-    EXPECT_TRUE(monitor->scaler().inIspMode()); // left as it is
-    EXPECT_EQ(progress, std::vector<int>{});
-    bus.faults().refuse(sim::atMatch(sim::requestIs(0x40, 0xC6), 3));
-    fails(41513, "Fail To I2C WriteSerialFlash\n");
-    EXPECT_EQ(progress, (std::vector<int>{20, 20, 20}));
-    bus.faults().refuse(sim::atMatch(sim::requestIs(0x40, 0xC6), 514));
-    fails(41519, "Failed to I2C WriteSerialFlash for Scalar UserCode \n");
-    bus.faults().unplug(sim::atMatch(sim::requestIs(0x40, 0xC6), 100));
-    // The bridge is configured for the block, then the monitor is gone.
+    }
+    bus.faults().unplug(sim::atMatch(block_write, 100));
     EXPECT_EQ(update(image), 41513U);
-    EXPECT_NE(text.find("Fail To I2C WriteSerialFlash\n"), std::string::npos);
-
     monitor->plugIn();
     printed([] { EXPECT_EQ(OpenDevice(0), 1); });
     EXPECT_EQ(update(image), 0U); // the next run finishes
     EXPECT_EQ(flash(0x100000, image.size()), image);
-    EXPECT_EQ(flash(0x1FF8FE, 2), marker);
+    EXPECT_TRUE(hasMarker());
     EXPECT_EQ(bus.violations().messages(), Lines{});
-}
-
-TEST_F(ScalerUpdate, AnOverdueScalerIsNotAFailure)
-{
-    start();
-    bus.faults().troubles.scaler_never_in_isp_mode = true;
-    EXPECT_EQ(update(userCodeImage(0x10001)), 41512U); // found by the check of the blocks
-    bus.faults().troubles = {};
-    bus.violations().clear();
-    monitor->powerCycle();
-    bus.clock().advance(sim::VirtualMonitor::start_up_time);
-    printed([] { OpenDevice(0); });
-    bus.faults().troubles.scaler_never_ready = true;
-    bus.log().setEnabled(false);
-    // Each chunk waits five seconds and goes on; the scaler refuses a block that it is not ready for.
-    EXPECT_EQ(update(userCodeImage(0x10001)), 41513U);
 }

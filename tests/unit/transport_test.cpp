@@ -1,7 +1,7 @@
 // Discovery, session and control pipe against devices made for the case: hubs, foreign devices, and devices
 // that the operating system has trouble with.
 #include <deque>
-#include <set>
+#include <tuple>
 
 #include "hub/transport/control_pipe.h"
 #include "hub/transport/hub_ids.h"
@@ -13,166 +13,114 @@ namespace {
 class Transport : public HubTest
 {
 protected:
-    Responder& plug(std::uint16_t vid, std::uint16_t pid)
+    /// One device: H a hub, f a foreign device; a hub p without plug-in, i without interface, x that another
+    /// process holds, v whose vendor id and 0 whose product id cannot be read, r that refuses every request.
+    Responder& plug(char kind)
     {
-        Responder& device = devices.emplace_back(sim::DeviceTraits{vid, pid});
+        const std::uint16_t vendor = kind == 'f' ? 0x1234 : 0x2E4D;
+        Responder& device = devices.emplace_back(sim::DeviceTraits{vendor, 0x7305});
+        device.troubles.no_plug_in = kind == 'p';
+        device.troubles.no_interface = kind == 'i';
+        device.troubles.held_by_other = kind == 'x';
+        device.troubles.vendor_id = kind == 'v' ? platform::io_error : platform::success;
+        device.troubles.product_id = kind == '0' ? platform::io_error : platform::success;
+        device.status = kind == 'r' ? platform::pipe_stalled : platform::success;
         bus.attach(device);
         return device;
     }
-    Responder& plugHub() { return plug(0x2E4D, 0x7305); }
-    void plugForeign(int count)
+    Responder& openHub()
     {
-        for (int i = 0; i < count; ++i)
-            plug(0x1234, 0x7305);
-    }
-    bool openFrom(std::uint32_t start)
-    {
-        position = start;
-        return HH_Open(&position);
+        Responder& hub = plug('H');
+        EXPECT_TRUE(HH_Open(nullptr));
+        wire();
+        return hub;
     }
 
     std::deque<Responder> devices;
-    std::uint32_t position = 0;
 };
-
-const Lines enabled = {"40 02 0001 2E4D 0"};
 
 } // namespace
 
-TEST(HubIds, AreEightRowsThenNothing)
+TEST(HubIds, AreEightProductsOfOneVendor)
 {
-    std::set<std::uint16_t> pids;
-    for (std::size_t i = 0; i < g_pidvidCouple.size(); ++i) {
-        const PidVidCouple& row = g_pidvidCouple[i];
-        EXPECT_EQ(row.enabled, i < 8 ? 1 : 0);
-        EXPECT_EQ(row.vid, i < 8 ? 0x2E4D : 0);
-        EXPECT_EQ(row.pid2, 0);
-        pids.insert(row.pid);
+    std::vector<int> products;
+    for (int id = 0; id <= 0xFFFF; ++id) {
+        if (isInVidPidPool(0x2E4D, static_cast<std::uint16_t>(id)))
+            products.push_back(id);
     }
-    EXPECT_EQ(pids,
-              (std::set<std::uint16_t>{0, 0x0300, 0x0301, 0x0304, 0x0305, 0x7300, 0x7301, 0x7304, 0x7305}));
-    EXPECT_TRUE(isInVidPidPool(0x2E4D, 0x0301));
-    EXPECT_TRUE(isInVidPidPool(0x2E4D, 0)); // no row has a second id
-    EXPECT_FALSE(isInVidPidPool(0x2E4D, 0x7302));
+    // 0 is the second id that no row has.
+    EXPECT_EQ(products,
+              (std::vector<int>{0, 0x0300, 0x0301, 0x0304, 0x0305, 0x7300, 0x7301, 0x7304, 0x7305}));
     EXPECT_FALSE(isInVidPidPool(0x2E4C, 0x7300));
     EXPECT_FALSE(isInVidPidPool(0, 0)); // the empty rows are not enabled
     EXPECT_TRUE(isInVidPidPidPool(0x2E4D, 0x7304, 0));
-    EXPECT_FALSE(isInVidPidPidPool(0x2E4D, 0, 0x7304));
+    EXPECT_FALSE(isInVidPidPidPool(0x2E4D, 0x7304, 0x7304));
 }
 
-TEST_F(Transport, OpenWalksTheHubsByPosition)
+TEST_F(Transport, OpensTheFirstHubFromAPosition)
 {
-    plugForeign(3);
-    Responder& first = plugHub();
-    plugForeign(3);
-    Responder& second = plugHub();
-    EXPECT_TRUE(IsExistDevice());
-    EXPECT_EQ(wire(), Lines{}); // looking opens nothing
-
-    EXPECT_TRUE(openFrom(0));
-    EXPECT_EQ(position, 3U);
-    EXPECT_EQ(wire(), enabled);
-    HH_Close();
-    EXPECT_TRUE(openFrom(4));
-    EXPECT_EQ(position, 7U);
-    HH_Close();
-    HH_Close(); // nothing to close
-    EXPECT_TRUE(HH_Open(nullptr));
-    EXPECT_TRUE(first.isOpen());
-    HH_Close();
-    EXPECT_FALSE(openFrom(8));
-    EXPECT_EQ(g_ErrCode, 5);
-    EXPECT_EQ(g_Dev, nullptr);
-    for (const auto& device : devices) {
-        EXPECT_EQ(device.counters().opens, device.counters().closes);
-        EXPECT_EQ(device.counters().live_interfaces, 0);
+    using Position = std::uint32_t;
+    constexpr Position none = 99;
+    // Devices; whether there is a hub, and the code that looking leaves; where the search for one begins and
+    // ends, and the code that it leaves.
+    const std::tuple<std::string, bool, int, Position, Position, int> walks[] = {
+        {"", false, 0, 0, none, 5},     {"!", false, 2, 0, none, 2}, // the bus cannot be listed
+        {"fffHfffH", true, 0, 0, 3, 0}, {"fffHfffH", true, 0, 4, 7, 0}, {"fffHfffH", true, 0, 8, none, 5},
+        {"fp", false, 3, 0, none, 5}, // what yields no interface has no position
+        {"fpiH", true, 4, 0, 1, 4},     {"xH", true, 0, 0, none, 5}, // only the first hub is tried
+        {"v", false, 0, 0, none, 5}, // an unread id is 0, and 0 is a hub's product id
+        {"v0", true, 0, 0, 1, 0},       {"r", true, 0, 0, 0, 0}}; // refused vendor commands are seen later
+    for (const auto& [kinds, exists, existsError, start, wanted, openError] : walks) {
+        SCOPED_TRACE(kinds);
+        devices.clear();
+        for (const char kind : kinds)
+            plug(kind);
+        bus.refuseEnumeration(kinds == "!");
+        g_ErrCode = 0;
+        EXPECT_EQ(IsExistDevice(), exists);
+        EXPECT_EQ(g_ErrCode, existsError);
+        g_ErrCode = 0;
+        Position position = start;
+        const bool found = wanted != none;
+        EXPECT_EQ(HH_Open(&position), found);
+        EXPECT_EQ(position, found ? wanted : start);
+        EXPECT_EQ(g_ErrCode, openError);
+        EXPECT_EQ(wire(), found ? Lines{"40 02 0001 2E4D 0"} : Lines{});
+        HH_Close();
+        HH_Close(); // nothing to close
+        for (const Responder& device : devices) {
+            EXPECT_EQ(device.counters().opens, device.counters().closes);
+            EXPECT_EQ(device.counters().live_interfaces, 0);
+        }
     }
-    EXPECT_EQ(first.counters().opens + second.counters().opens, 3);
-}
-
-TEST_F(Transport, DevicesWithoutAnInterfaceHaveNoPosition)
-{
-    plugForeign(1);
-    plugForeign(1);
-    devices[1].troubles.no_plug_in = true;
-    EXPECT_FALSE(IsExistDevice());
-    EXPECT_EQ(g_ErrCode, 3);
-    plugHub().troubles.no_interface = true;
-    EXPECT_FALSE(IsExistDevice());
-    EXPECT_EQ(g_ErrCode, 4);
-    EXPECT_FALSE(openFrom(0));
-    EXPECT_EQ(g_ErrCode, 5);
-    plugHub();
-    EXPECT_TRUE(openFrom(0));
-    EXPECT_EQ(position, 1U);
-}
-
-TEST_F(Transport, OpenFailsWithACode)
-{
-    EXPECT_FALSE(openFrom(0)); // an empty bus
-    EXPECT_EQ(g_ErrCode, 5);
-    bus.refuseEnumeration(true);
-    EXPECT_FALSE(openFrom(0));
-    EXPECT_EQ(g_ErrCode, 2);
-    g_ErrCode = 0;
-    EXPECT_FALSE(IsExistDevice());
-    EXPECT_EQ(g_ErrCode, 2);
-    bus.refuseEnumeration(false);
-
-    plugHub().troubles.held_by_other = true;
-    Responder& free = plugHub();
-    EXPECT_FALSE(openFrom(0));
-    EXPECT_EQ(g_ErrCode, 5);
-    EXPECT_EQ(free.counters().opens, 0); // only the first match is tried
-    EXPECT_EQ(devices[0].counters().live_interfaces, 0);
-}
-
-TEST_F(Transport, UnreadIdsAreZeroAndARefusedEnableIsNoFailure)
-{
-    plugHub().troubles.vendor_id = platform::io_error;
-    EXPECT_FALSE(openFrom(0));
-    Responder& hub = plug(0x2E4D, 0x9999);
-    hub.troubles.product_id = platform::io_error; // product id 0 of the right vendor
-    hub.status = platform::pipe_stalled;
-    EXPECT_TRUE(openFrom(0));
-    EXPECT_EQ(position, 1U);
 }
 
 TEST_F(Transport, SpeedAndLocation)
 {
-    Responder& hub = plugHub();
-    hub.traits.location = 0x14200000;
     myUSB_DEVICE_SPEED speed = myUSB_SPEED_SUPER;
-    std::uint32_t location = 1;
+    std::uint32_t location = 0;
     EXPECT_EQ(HH_Speed(&speed), 29U);
-    EXPECT_EQ(speed, myUSB_SPEED_SUPER);
     EXPECT_FALSE(HH_GetLocation(&location));
-
-    ASSERT_TRUE(openFrom(0));
+    Responder& hub = openHub();
     EXPECT_EQ(HH_Speed(nullptr), 4U);
-    const myUSB_DEVICE_SPEED wanted[] = {myUSB_SPEED_LOW,   myUSB_SPEED_FULL,    myUSB_SPEED_HIGH,
-                                         myUSB_SPEED_SUPER, myUSB_SPEED_UNKNOWN, myUSB_SPEED_UNKNOWN};
-    for (std::uint8_t code = 0; code < 6; ++code) {
-        hub.traits.speed = code;
+    hub.traits.speed = 0;
+    for (const std::uint32_t wanted : {1U, 2U, 3U, 4U, 0U, 0U}) {
         EXPECT_EQ(HH_Speed(&speed), 0U);
-        EXPECT_EQ(speed, wanted[code]);
+        EXPECT_EQ(speed, wanted);
+        ++hub.traits.speed;
     }
-    EXPECT_TRUE(HH_GetLocation(&location));
-    EXPECT_EQ(location, 0x14200000U);
-
     speed = myUSB_SPEED_HIGH;
     hub.troubles.speed = platform::io_error;
-    hub.troubles.location = platform::io_error;
     EXPECT_EQ(HH_Speed(&speed), platform::io_error);
     EXPECT_EQ(speed, myUSB_SPEED_UNKNOWN);
-    EXPECT_FALSE(HH_GetLocation(&location));
+    hub.traits.location = 0x14200000;
+    EXPECT_TRUE(HH_GetLocation(&location));
+    EXPECT_EQ(location, 0x14200000U);
 }
 
 TEST_F(Transport, VendorCommandsOnTheWire)
 {
-    Responder& hub = plugHub();
-    ASSERT_TRUE(openFrom(0));
-    wire();
+    Responder& hub = openHub();
     Bytes buffer(0x10010);
     std::uint8_t* const data = buffer.data();
     const auto sendAll = [data] {
@@ -198,35 +146,28 @@ TEST_F(Transport, VendorCommandsOnTheWire)
                      "C0 77 0001 0002 3"}));
     hub.status = platform::timeout;
     EXPECT_EQ(sendAll(), std::vector<platform::Status>(13, platform::timeout));
+    bus.faults().timeOut(sim::atRequest(1));
+    EXPECT_EQ(milliseconds([&] { Proxy_SendVendorCmd2(0xC0, 0x77, 1, 2, 3, data); }) / 1000, 10);
     HH_Close();
     wire();
     EXPECT_EQ(sendAll(), std::vector<platform::Status>(13, 0xE00002F0U));
     EXPECT_EQ(wire(), Lines{});
 }
 
-TEST_F(Transport, SetupPacketsGoOutAsTheyStand)
+TEST_F(Transport, ASetupPacketWithoutDataTellsItsFailure)
 {
-    Responder& hub = plugHub();
-    ASSERT_TRUE(openFrom(0));
-    wire();
-    std::uint8_t in[] = {0xC0, 0xD6, 0x51, 0x00, 0x34, 0x12, 0x04, 0x00};
-    std::uint8_t noData[] = {0x40, 0xF6, 0x01, 0x6E, 0x80, 0x80, 0x07, 0x09};
-    Bytes data(4);
-    EXPECT_TRUE(HH_CtlPipeOut(in, data.data())); // the direction is in the packet
-    EXPECT_EQ(data, Bytes(4, 0x5A));
-    EXPECT_TRUE(HH_CtlPipeIn(in, data.data()));
-    EXPECT_EQ(printed([&] { EXPECT_TRUE(HH_CtlPipeNoDataOut(noData)); }), " --><-- HH_CtlPipeNoDataOut \n");
-    EXPECT_EQ(wire(), (Lines{"C0 D6 0051 1234 4", "C0 D6 0051 1234 4", "40 F6 6E01 8080 0"}));
-
-    const auto failing = [&](const char* status) {
-        EXPECT_FALSE(HH_CtlPipeOut(in, data.data()));
-        EXPECT_FALSE(HH_CtlPipeIn(in, data.data()));
-        EXPECT_EQ(printed([&] { EXPECT_FALSE(HH_CtlPipeNoDataOut(noData)); }),
-                  std::string(" --><-- HH_CtlPipeNoDataOut \nHH_CtlPipeNoDataOut failed,ret=") + status +
-                      ", packet={0x40,0xf6,0x01,0x6e,0x80,0x80,0x07,0x09}\n");
+    Responder& hub = openHub();
+    std::uint8_t packet[] = {0x40, 0xF6, 0x01, 0x6E, 0x80, 0x80, 0x07, 0x09};
+    const auto send = [&](bool wanted) {
+        return printed([&] { EXPECT_EQ(HH_CtlPipeNoDataOut(packet), wanted); });
     };
+    const std::string called = " --><-- HH_CtlPipeNoDataOut \n";
+    const std::string failed = called + "HH_CtlPipeNoDataOut failed,ret=";
+    const std::string shown = ", packet={0x40,0xf6,0x01,0x6e,0x80,0x80,0x07,0x09}\n";
+    EXPECT_EQ(send(true), called);
+    EXPECT_EQ(wire(), Lines{"40 F6 6E01 8080 0"}); // whatever its length says
     hub.status = platform::pipe_stalled;
-    failing("0xe000404f");
+    EXPECT_EQ(send(false), failed + "0xe000404f" + shown);
     HH_Close();
-    failing("0xe00002f0");
+    EXPECT_EQ(send(false), failed + "0xe00002f0" + shown);
 }
