@@ -1,7 +1,6 @@
 /// Positions, enumeration and the wire.
 #include "sim/virtual_bus.h"
 
-#include "hub/platform/clock.h"
 #include "sim/device_handle.h"
 
 #include <algorithm>
@@ -134,16 +133,3 @@ platform::Status VirtualBus::transfer(BusDevice& device, const SetupPacket& setu
 }
 
 } // namespace sim
-
-std::unique_ptr<platform::Enumeration> platform::enumerateUsbDevices()
-{
-    if (sim::VirtualBus* bus = sim::VirtualBus::current())
-        return bus->enumerate();
-    return std::make_unique<sim::BusWalk>(std::vector<sim::Seen>{});
-}
-
-void platform::sleepFor(std::chrono::microseconds duration)
-{
-    if (sim::VirtualBus* bus = sim::VirtualBus::current())
-        bus->clock().advance(duration);
-}

@@ -66,17 +66,16 @@ TEST(MakeFirmware, FillingHoldsNoChanceMark)
 
 TEST(MakeFirmware, RecipesAreChecked)
 {
-    for (const std::string& refused :
-         {hubProblem(hubRecipe(0x8000)), hubProblem(hubRecipe(0x40100)), hubProblem(hubRecipe(0x10001)),
-          scalerProblem(scalerRecipe(0x10000)), scalerProblem(scalerRecipe(0x100001)),
-          scalerProblem(scalerRecipe(0xF919, "QX1650", false)), scalerProblem(scalerRecipe(0x20000, "")),
-          scalerProblem(scalerRecipe(0x20000, "TWENTY-ONE CHARACTERS")),
-          scalerProblem(scalerRecipe(0x20000, "QX\t1650"))})
-        EXPECT_NE(refused, "");
-    for (const std::string& taken :
-         {hubProblem(hubRecipe(0x8100)), hubProblem(hubRecipe(0x40000)), scalerProblem(scalerRecipe(0x10001)),
-          scalerProblem(scalerRecipe(0xF91A, "TWENTY CHARACTERS 20", false))})
-        EXPECT_EQ(taken, "");
+    for (const Recipe& refused : {hubRecipe(0x8000), hubRecipe(0x40100), hubRecipe(0x10001)})
+        EXPECT_NE(hubProblem(refused), "");
+    for (const Recipe& refused :
+         {scalerRecipe(0x10000), scalerRecipe(0x100001), scalerRecipe(0xF919, "QX1650", false),
+          scalerRecipe(0x20000, ""), scalerRecipe(0x20000, "TWENTY-ONE CHARACTERS"),
+          scalerRecipe(0x20000, "QX\t1650")})
+        EXPECT_NE(scalerProblem(refused), "");
+    EXPECT_EQ(hubProblem(hubRecipe(0x8100)) + hubProblem(hubRecipe(0x40000)), "");
+    EXPECT_EQ(scalerProblem(scalerRecipe(0x10001)), "");
+    EXPECT_EQ(scalerProblem(scalerRecipe(0xF91A, "TWENTY CHARACTERS 20", false)), "");
 }
 
 TEST(MakeFirmware, ImagesAreRecognised)

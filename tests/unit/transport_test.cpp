@@ -95,12 +95,10 @@ TEST_F(Transport, OpensTheFirstHubFromAPosition)
     }
 }
 
-TEST_F(Transport, SpeedAndLocation)
+TEST_F(Transport, SpeedIsThatOfTheOpenHub)
 {
     myUSB_DEVICE_SPEED speed = myUSB_SPEED_SUPER;
-    std::uint32_t location = 0;
     EXPECT_EQ(HH_Speed(&speed), 29U);
-    EXPECT_FALSE(HH_GetLocation(&location));
     Responder& hub = openHub();
     EXPECT_EQ(HH_Speed(nullptr), 4U);
     hub.traits.speed = 0;
@@ -113,9 +111,6 @@ TEST_F(Transport, SpeedAndLocation)
     hub.troubles.speed = platform::io_error;
     EXPECT_EQ(HH_Speed(&speed), platform::io_error);
     EXPECT_EQ(speed, myUSB_SPEED_UNKNOWN);
-    hub.traits.location = 0x14200000;
-    EXPECT_TRUE(HH_GetLocation(&location));
-    EXPECT_EQ(location, 0x14200000U);
 }
 
 TEST_F(Transport, VendorCommandsOnTheWire)

@@ -1,0 +1,65 @@
+// What is IOKit's own: the calls and their order, and what becomes of each that fails. That every object is
+// released once on every way out is held by the World.
+#include "hub/transport/control_pipe.h"
+#include "scripted_world.h"
+
+using Iokit = seam::Seam;
+
+std::unique_ptr<seam::World> seam::makeWorld(sim::VirtualBus& /*bus*/)
+{
+    return std::unique_ptr<World>(g_iokit = new ScriptedWorld);
+}
+
+TEST_F(Iokit, MakesTheseCallsFromTheScanToTheClose)
+{
+    plugIn({0x1234, 0x7300});
+    plugIn(seam::hub);
+    ASSERT_TRUE(HH_Open(nullptr));
+    EXPECT_EQ(world->liveObjects(), 1); // the device interface
+    Proxy_SendVendorCmd2(0x40, 0x01, 2, 3, 0, nullptr);
+    EXPECT_EQ(g_Dev->controlRequest(seam::enable, 1, 2), platform::success);
+    HH_Close();
+    const Lines device{"IOIteratorNext",    "IOCreatePlugIn 9D C2", "IOObjectRelease service",
+                       "QueryInterface 5C", "Release plug-in",      "device v",
+                       "device p"};
+    EXPECT_EQ(g_iokit->calls, (Lines{"IOServiceMatching IOUSBDevice", "IOServiceGetMatchingServices 0"} +
+                               device + Lines{"Release device"} + device +
+                               Lines{"device o", "request", "IOObjectRelease iterator", "request 10000 10000",
+                                     "request 1 2", "device c", "Release device"}));
+}
+
+TEST_F(Iokit, ACallThatFailsHasItsConsequence)
+{
+    constexpr std::uint32_t none = 0;
+    const std::uint32_t first = plugIn(seam::hub).traits.location;
+    const std::uint32_t second = plugIn(seam::second_hub).traits.location;
+    // What fails, where a hub is open after that, and the code that is left. A null iterator is an empty list;
+    // a plug-in is a plug-in, whatever came with it.
+    const std::tuple<Trouble, std::uint32_t, int> table[] = {
+        {{"IOServiceMatching"}, none, 2},
+        {{"IOServiceGetMatchingServices", kIOReturnError}, none, 2},
+        {{"IOServiceGetMatchingServices"}, none, 5},
+        {{"IOCreatePlugIn", kIOReturnError}, second, 3},
+        {{"IOCreatePlugIn"}, second, 3},
+        {{"IOCreatePlugIn", kIOReturnError, true}, first, 0},
+        {{"IOObjectRelease service", kIOReturnNoDevice}, second, 3},
+        {{"QueryInterface", kIOReturnError}, second, 4},
+        {{"QueryInterface"}, second, 4},
+        {{"device v", kIOReturnNoDevice}, second, 0},
+        {{"device o", kIOReturnExclusiveAccess}, none, 5},
+        {{"request", kIOUSBPipeStalled}, first, 0},
+        {{"device l", kIOReturnNoDevice}, none, 0}};
+    for (const auto& [trouble, where, code] : table) {
+        SCOPED_TRACE(trouble.call + " " + std::to_string(trouble.result));
+        g_iokit->trouble = trouble;
+        g_ErrCode = 0;
+        std::uint32_t location = none;
+        HH_Open(nullptr);
+        EXPECT_EQ(HH_GetLocation(&location), where != none);
+        EXPECT_EQ(location, where);
+        EXPECT_EQ(g_ErrCode, code);
+        EXPECT_EQ(g_iokit->trouble.call, ""); // it was met
+        HH_Close();
+        EXPECT_EQ(world->liveObjects(), 0);
+    }
+}

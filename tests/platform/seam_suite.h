@@ -1,0 +1,59 @@
+/// The contract of the operating-system seam as cases that every back end has to pass. seam_cases.cpp is linked
+/// into one program a back end, together with a World: the simulated operating system that the back end believes
+/// to run on. What is plugged in is the virtual bus; a World puts an operating system's face on it.
+#pragma once
+
+#include <deque>
+#include <memory>
+
+#include "../unit/hub_fixture.h"
+
+namespace seam {
+
+constexpr sim::DeviceTraits hub{0x2E4D, 0x0305, 2, 0x14100000};
+constexpr sim::DeviceTraits second_hub{0x2E4D, 0x7305, 3, 0x20300000};
+constexpr platform::ControlRequest enable{0x40, 0x02, 1, 0x2E4D, 0, nullptr};
+
+using Listed = std::vector<std::pair<sim::DeviceTraits, std::unique_ptr<platform::Device>>>;
+/// All devices of an enumeration in order, with what they say of themselves.
+Listed listed(std::unique_ptr<platform::Enumeration> enumeration = platform::enumerateUsbDevices());
+
+/// As it stands it is the virtual bus itself.
+struct World
+{
+    virtual ~World() = default;
+    /// Something came to the bus or left it.
+    virtual void followBus() {}
+    /// What the back end has taken from the operating system and not given back; the count means nothing else.
+    virtual long liveObjects() const { return 0; }
+};
+
+/// The World of the back end that the program is linked with.
+std::unique_ptr<World> makeWorld(sim::VirtualBus& bus);
+
+struct Seam : HubTest
+{
+    void TearDown() override
+    {
+        g_Dev.reset();
+        EXPECT_EQ(world->liveObjects(), 0);
+    }
+    /// The hub of a device, if it hangs on one, is plugged in before it.
+    Responder& plugIn(const sim::DeviceTraits& traits)
+    {
+        bus.attach(devices.emplace_back(traits));
+        world->followBus();
+        return devices.back();
+    }
+    /// What comes back is a new device.
+    void setPresent(Responder& device, bool present)
+    {
+        device.setPresent(present);
+        world->followBus();
+    }
+
+    std::deque<Responder> devices;
+    std::unique_ptr<World> world = makeWorld(bus);
+};
+
+} // namespace seam
