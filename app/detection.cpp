@@ -123,10 +123,11 @@ void FW_Update_Tool::exitUnlessMeantForMonitor()
     const QString monitor = QString::fromLatin1(readMonitorModel()).toUpper().remove(" SERIES");
     if (monitor == modelName)
         return;
-    QMessageBox::information(nullptr, "Update FW Tool for QX Series",
-                             "This firmwave is not for your monitor (" + monitor + ") , only for " +
-                                 modelName + "!!!",
-                             ok_by_default, ok_by_default);
+    QMessageBox box(QMessageBox::Information, "Update FW Tool for QX Series",
+                    "This firmwave is not for your monitor (" + monitor + ") , only for " + modelName +
+                        "!!!");
+    box.setTextFormat(Qt::PlainText); // both names come from outside
+    box.exec();
     std::exit(EXIT_SUCCESS); // the same end as closing the dialog
 }
 

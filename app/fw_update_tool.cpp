@@ -17,6 +17,12 @@ FW_Update_Tool::FW_Update_Tool(QWidget* parent)
     const QString title = QStringLiteral("QX Series USB Firmware Update Tool v");
     setWindowTitle(title); // no number: window lists and scripts know the tool by it, whatever its version
     ui.lblTitle->setText(title + "1.01");
+    // The form was laid out where a point is a pixel; elsewhere the title would not fit.
+    QFont titleFont = ui.lblTitle->font();
+    titleFont.setPixelSize(titleFont.pointSize());
+    ui.lblTitle->setFont(titleFont);
+    // The name comes from outside: settings and image file.
+    ui.lblModelName->setTextFormat(Qt::PlainText);
     setWindowFlags(Qt::FramelessWindowHint);
 }
 

@@ -3,6 +3,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
 
 QString resourcesDir()
 {
@@ -16,6 +17,7 @@ QString imagePath(const QString& fileName)
 
 QByteArray readImage(const QString& path)
 {
+    // A device file or a pipe has no end.
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }

@@ -11,6 +11,6 @@ QString resourcesDir();
 /// Path of the image file `fileName` in the Resources folder.
 QString imagePath(const QString& fileName);
 
-/// All bytes of a file; none when it cannot be opened, as when its configured name is empty and `path` is the
-/// folder itself.
+/// All bytes of a regular file; none of anything else, as when its configured name is empty and `path` is the
+/// folder itself, and none when it cannot be opened.
 QByteArray readImage(const QString& path);

@@ -11,23 +11,23 @@
 
 namespace {
 
-/// Points and pixels: the longest message fills the three lines that the form leaves it.
+/// Pixels, as all of the form: the longest message fills the three lines that the form leaves it.
 constexpr int form_font_size = 12;
 constexpr QRgb link_color = qRgb(135, 206, 250);
 
 } // namespace
 
-void setFontResolution()
+void setScreenScaling()
 {
-    constexpr auto variable = "QT_FONT_DPI";
-    if (!qEnvironmentVariableIsSet(variable))
-        qputenv(variable, "72");
+    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
 }
 
 void setFormLook()
 {
     QFont font;
-    font.setPointSize(form_font_size);
+    font.setPixelSize(form_font_size);
     QApplication::setFont(font);
     QPalette palette;
     palette.setColor(QPalette::Link, link_color);
@@ -50,7 +50,7 @@ void readSettings(const QString& settingsPath, FW_Update_Tool& dialog)
 
 int runUpdateTool(int& argc, char** argv)
 {
-    setFontResolution();
+    setScreenScaling();
     const QApplication application(argc, argv);
     Q_INIT_RESOURCE(resources);
     setFormLook();

@@ -11,9 +11,9 @@
 /// dialog was hidden rather than closed; closing it ends the process.
 int runUpdateTool(int& argc, char** argv);
 
-/// The form's geometry was laid out where one point is one pixel. Makes it so unless the user has chosen a
-/// font resolution. Call before the QApplication is made.
-void setFontResolution();
+/// Makes the form, whose size is fixed in pixels, follow the desktop's scale, 150 % included. Call before the
+/// QApplication is made.
+void setScreenScaling();
 
 /// A default font of the size that the form's labels were measured for, and links that can be read on dark
 /// grey. Call before the dialog is made.

@@ -1,5 +1,6 @@
 /// What "Update" does: asks, writes the hub if it is old, detects again, writes the scaler if that is pending,
 /// detects once more and offers to reset the display's settings. After a failure nothing is tried again.
+#include "app/awake/stay_awake.h"
 #include "app/debug_text.h"
 #include "app/fw_update_tool.h"
 #include "app/resource_folder.h"
@@ -58,6 +59,19 @@ std::uint32_t sizeOf(const QByteArray& image)
     return static_cast<std::uint32_t>(image.size());
 }
 
+std::int32_t writeHub(QByteArray& image)
+{
+    const StayAwake awake;
+    return UpdateHubFw(bytesOf(image), sizeOf(image), updateProgress, nullptr);
+}
+
+std::uint32_t writeScaler(QByteArray& image, const ScalerParameters& parameters)
+{
+    const StayAwake awake;
+    return UpdateScalarFw(bytesOf(image), sizeOf(image), parameters.outReg, parameters.cfgReg,
+                          parameters.blocks, as_user_code, updateProgress, nullptr);
+}
+
 } // namespace
 
 void FW_Update_Tool::updateFW()
@@ -96,7 +110,7 @@ bool FW_Update_Tool::updateHub()
     QByteArray image = readImage(imagePath(hubBinFile));
     OpenDevice(0);
     ui.bar1->setValue(0);
-    const std::int32_t result = UpdateHubFw(bytesOf(image), sizeOf(image), updateProgress, nullptr);
+    const std::int32_t result = writeHub(image);
     debugText("Update Hub Resulte :" + QString::number(result));
     CloseDevice();
     if (result != hub_update_done) {
@@ -123,9 +137,7 @@ bool FW_Update_Tool::updateScaler()
         return false;
     }
     ui.bar1->setValue(0);
-    const std::uint32_t result =
-        UpdateScalarFw(bytesOf(image), sizeOf(image), parameters->outReg, parameters->cfgReg,
-                       parameters->blocks, as_user_code, updateProgress, nullptr);
+    const std::uint32_t result = writeScaler(image, *parameters);
     CloseDevice();
     if (result != scaler_update_done) {
         failWriting("Update Scalar FW Failed", "Monitor Scalar Firmware update failed, please close the "

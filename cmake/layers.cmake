@@ -7,7 +7,9 @@
 
 get_filename_component(FW_SOURCE_DIR ${CMAKE_CURRENT_LIST_DIR}/.. ABSOLUTE)
 
+include(${CMAKE_CURRENT_LIST_DIR}/hardening.cmake)
 add_library(fw_options INTERFACE)
+target_link_libraries(fw_options INTERFACE fw_hardening)
 target_compile_options(fw_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
   -Woverloaded-virtual $<$<BOOL:${FW_WERROR}>:-Werror>)
 if(FW_SANITIZE)
@@ -44,4 +46,9 @@ endfunction()
 # Chooses the operating-system platform that a program's hub library runs on.
 function(fw_platform program platform)
   set_target_properties(${program} PROPERTIES FW_PLATFORM ${platform})
+endfunction()
+
+# Chooses how a program keeps the computer awake; one that does not choose lets it sleep.
+function(fw_awake program awake)
+  set_target_properties(${program} PROPERTIES FW_AWAKE ${awake})
 endfunction()

@@ -167,7 +167,7 @@ void noMonitor(Narrator& narrator, Stage& stage)
 
 int main(int argc, char** argv)
 {
-    setFontResolution();
+    setScreenScaling();
     QApplication application(argc, argv);
     setFormLook();
     QDir().mkpath(pictures_dir);

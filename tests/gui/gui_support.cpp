@@ -1,79 +1,48 @@
-/// Layouts and texts from their own documents, letter by letter.
+/// Box texts letter by letter.
 #include "gui_support.h"
 
 #include "hub/api/hub_api.h"
+#include "tools/firmware_image.h"
 
 #include <QAbstractButton>
 #include <QDir>
 #include <QFile>
 
-#include <algorithm>
-
-const QString confirm_box =
-    "question [Confirm to update firmware] Are you sure you want to update your firmware to "
-    "the latest version? (Yes, No)";
-const QString no_hub_text =
-    "<img width=20 height=20 src=\":/FW_Update_Tool/cross_mark\"> The detection of USB Hub is not configured "
-    "correctly. Please ensure the monitor is powered on and connected properly. Please also close and "
-    "restart the "
-    "application, then unplug & replug the USB cable to retry again. "
-    "<a href=\"https://support.example.com/qx\">https://support.example.com/qx</a>";
-const QString latest_text = "<img width=20 height=20 src=\":/FW_Update_Tool/question_mark\"> Your current "
-                            "firmware version is already the "
-                            "latest version, you don't need to update.";
-const QString busy_text =
-    "<img width=20 height=20 src=\":/FW_Update_Tool/question_mark\"> The update process may take several "
-    "minutes. "
-    "Please do not remove the USB cable connection or turn off the monitor's power while updating.";
-const QString failed_text =
-    "<img width=20 height=20 src=\":/FW_Update_Tool/cross_mark\">The detection of USB Hub is not configured "
-    "correctly, "
-    "please close the application and retry again, then unplug & replug the USB cable to try again.";
+const QString confirm_box = "question [Confirm to update firmware] Are you sure you want to update your "
+                            "firmware to the latest version? (Yes, No)";
+const QString success_box = "plain [Update Firmware] Your monitor firmware was updated successfully.\n"
+                            "Suggest to reset OSD setting to default. (Reset OSD Setting, Exit)";
+const QString reset_box =
+    "information [OSD Settings Reset] Your monitor OSD Settings has been reset successfully. (OK)";
 
 namespace {
 
-QByteArray filled(int size, int seed)
+QByteArray asBytes(const std::vector<std::uint8_t>& image)
 {
-    QByteArray bytes(size, '\0');
-    for (int i = 0; i < size; ++i)
-        bytes[i] = static_cast<char>(i * 7 + i / 256 + seed);
-    return bytes;
-}
-
-void put(QByteArray& bytes, int offset, const QByteArray& field)
-{
-    bytes.replace(offset, field.size(), field);
-}
-
-QByteArray versionBytes(std::uint8_t major, std::uint8_t minor)
-{
-    return QByteArray(1, static_cast<char>(major)) + static_cast<char>(minor);
+    return {reinterpret_cast<const char*>(image.data()), static_cast<int>(image.size())};
 }
 
 } // namespace
 
 QByteArray hubImage(std::uint8_t major, std::uint8_t minor)
 {
-    QByteArray image = filled(0x10000, major + minor);
-    put(image, 0x7EF9, versionBytes(major, minor));
-    put(image, 0xFEF0, "\x55\xAA");
-    put(image, 0xFF00, "\x55\xAA");
-    return image;
+    return asBytes(firmware::buildHub({{major, minor}, 0x10000, true, true, {}}));
 }
 
-QByteArray scalerImage(std::uint8_t major, std::uint8_t minor, const QByteArray& model)
+QByteArray scalerImage(std::uint8_t major, std::uint8_t minor, const std::string& model)
 {
-    QByteArray image = filled(0x10105, major + minor);
-    put(image, 0xF8FE, "\xAA\x55");
-    put(image, 0xF900, versionBytes(major, minor));
-    put(image, 0xF906, model.leftJustified(20, '\0'));
-    return image;
+    return asBytes(firmware::buildScaler({{major, minor}, 0x10105, true, true, model}));
 }
 
-bool flashHolds(const std::vector<std::uint8_t>& flash, std::size_t at, const QByteArray& image)
+bool hubHolds(sim::VirtualMonitor& monitor, const QByteArray& image)
 {
-    return std::equal(image.begin(), image.end(), flash.begin() + static_cast<std::ptrdiff_t>(at),
-                      [](char a, std::uint8_t b) { return static_cast<std::uint8_t>(a) == b; });
+    return asBytes(monitor.hub().flash()).startsWith(image);
+}
+
+bool scalerHolds(sim::VirtualMonitor& monitor, const QByteArray& image)
+{
+    const QByteArray flash = asBytes(monitor.scaler().flash().bytes());
+    return flash.mid(0x100000, image.size()) == image && flash.mid(0x1FF8FE, 2) == "\xAA\x55";
 }
 
 void clearResources()
@@ -91,8 +60,8 @@ void writeResource(const QString& fileName, const QByteArray& bytes)
 
 BoxHand::BoxHand()
 {
-    connect(&timer_, &QTimer::timeout, this, &BoxHand::answer);
-    timer_.start(0);
+    callOnTimeout(this, &BoxHand::answer);
+    start(0);
 }
 
 void BoxHand::answer()
@@ -109,9 +78,10 @@ void BoxHand::answer()
         if (names.back() == wanted)
             pressed = button;
     }
-    seen += QString("%1 [%2] %3 (%4)")
-                .arg(icons.value(box->icon()), box->windowTitle(), box->text(), names.join(", "));
-    emit aboutToAnswer(seen.back());
+    const QString text = (box->textFormat() == Qt::PlainText ? "unformatted: " : "") + box->text();
+    seen +=
+        QString("%1 [%2] %3 (%4)").arg(icons.value(box->icon()), box->windowTitle(), text, names.join(", "));
+    before_answer(seen.back());
     if (pressed != nullptr)
         pressed->click();
     else
@@ -127,6 +97,15 @@ Bench::Bench(const sim::MonitorSetup& setup)
     dialog.modelName = "from Config.ini";
     QObject::connect(find<QProgressBar>("bar1"), &QProgressBar::valueChanged, &dialog,
                      [this](int percent) { progress += percent; });
+}
+
+Bench::Bench(const QByteArray& hubFile, const QByteArray& scalerFile, const sim::MonitorSetup& setup)
+    : Bench(setup)
+{
+    clearResources();
+    writeResource("hub.bin", hubFile);
+    writeResource("scaler.bin", scalerFile);
+    dialog.show();
 }
 
 Bench::~Bench()
@@ -145,10 +124,17 @@ QString Bench::offers() const
            QString::number(find<QProgressBar>("bar1")->value());
 }
 
-void Bench::update(const QStringList& answers)
+void Bench::showAgain()
+{
+    dialog.hide();
+    dialog.show();
+}
+
+QStringList Bench::update(const QStringList& answers)
 {
     boxes.answers = answers;
     boxes.seen.clear();
     progress.clear();
-    QTest::mouseClick(find<QWidget>("btnUpdate"), Qt::LeftButton);
+    press("btnUpdate");
+    return boxes.seen + QStringList{label("lblInfo"), offers()};
 }

@@ -1,31 +1,28 @@
 /// What every test of the dialog needs: image files, a monitor with the dialog in front of it, and a hand that
-/// answers message boxes. The images are laid out here by themselves, not by the code under test.
+/// answers message boxes.
 #pragma once
 
 #include "app/startup.h"
-#include "sim/faults.h"
-#include "sim/virtual_bus.h"
+#include "app/texts.h"
 #include "sim/virtual_monitor.h"
 
 #include <QApplication>
 #include <QLabel>
 #include <QMessageBox>
-#include <QObject>
 #include <QProgressBar>
-#include <QStringList>
 #include <QTest>
 #include <QTimer>
 
-#include <cstdint>
 #include <cstdlib>
 #include <functional>
-#include <vector>
 
 /// 64 KiB with a vendor-config block at 0xFF00 and the valid mark before it.
 QByteArray hubImage(std::uint8_t major, std::uint8_t minor);
 /// A user-code image, a few bytes longer than the shortest that is accepted.
-QByteArray scalerImage(std::uint8_t major, std::uint8_t minor, const QByteArray& model = "QX1650");
-bool flashHolds(const std::vector<std::uint8_t>& flash, std::size_t at, const QByteArray& image);
+QByteArray scalerImage(std::uint8_t major, std::uint8_t minor, const std::string& model = "QX1650");
+bool hubHolds(sim::VirtualMonitor& monitor, const QByteArray& image);
+/// The user code and, where the scaler looks for it, its marker.
+bool scalerHolds(sim::VirtualMonitor& monitor, const QByteArray& image);
 
 /// Empties the Resources folder of the running program.
 void clearResources();
@@ -33,23 +30,17 @@ void writeResource(const QString& fileName, const QByteArray& bytes);
 
 /// Presses the given buttons in the boxes that appear, one box after the other; a box that nobody announced
 /// is closed by Escape.
-class BoxHand : public QObject
+class BoxHand : public QTimer
 {
-    Q_OBJECT
-
 public:
     BoxHand();
     QStringList answers;
-    /// Each box as "warning [title] text (button, button)".
+    /// Each box as "warning [title] text (button, button)"; no tag in an "unformatted: " text is followed.
     QStringList seen;
-
-signals:
-    void aboutToAnswer(const QString& box);
+    std::function<void(const QString& box)> before_answer = [](const QString&) {};
 
 private:
     void answer();
-
-    QTimer timer_;
 };
 
 /// The dialog in front of a monitor. The images are "hub.bin" and "scaler.bin".
@@ -57,6 +48,8 @@ class Bench
 {
 public:
     explicit Bench(const sim::MonitorSetup& setup = {});
+    /// With these image files in the Resources folder, and the dialog shown.
+    Bench(const QByteArray& hubFile, const QByteArray& scalerFile, const sim::MonitorSetup& setup = {});
     ~Bench();
 
     sim::VirtualBus bus;
@@ -71,21 +64,17 @@ public:
         return dialog.findChild<Widget*>(name);
     }
     QString label(const char* name) const { return find<QLabel>(name)->text(); }
+    void press(const char* button) { QTest::mouseClick(find<QWidget>(button), Qt::LeftButton); }
     /// What is offered: "update", "exit" and "override" as far as they can be pressed, and the bar's value.
     QString offers() const;
-    /// Presses "Update"; boxes are answered in order.
-    void update(const QStringList& answers);
+    void showAgain();
+    /// Presses "Update"; boxes are answered in order. Returns the boxes, then what the dialog says and offers.
+    QStringList update(const QStringList& answers);
 };
 
-/// Something that goes wrong between detection and "Update".
-using Sabotage = std::function<void(Bench&)>;
-Q_DECLARE_METATYPE(Sabotage)
-
 extern const QString confirm_box;
-extern const QString no_hub_text;
-extern const QString latest_text;
-extern const QString busy_text;
-extern const QString failed_text;
+extern const QString success_box;
+extern const QString reset_box;
 
 /// main() of a test program: the application as start-up makes it. The dialog may end the process with
 /// status 0; before the last test that is a failure.
@@ -97,7 +86,7 @@ int runGuiTest(int argc, char** argv)
         if (!finished)
             std::_Exit(EXIT_FAILURE);
     });
-    setFontResolution();
+    setScreenScaling();
     const QApplication application(argc, argv);
     setFormLook();
     Test test;
