@@ -1,0 +1,56 @@
+/// A fuzzer's input, taken apart from its first byte on, so that seeds can be written by hand. Behind its end
+/// it goes on with zeros.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+class FuzzInput
+{
+public:
+    FuzzInput(const std::uint8_t* data, std::size_t size)
+        : at_(data)
+        , end_(data + size)
+    {
+    }
+
+    bool atEnd() const { return at_ == end_; }
+    std::uint8_t byte() { return atEnd() ? std::uint8_t{0} : *at_++; }
+    std::size_t number24()
+    {
+        const std::size_t low = byte();
+        const std::size_t middle = byte();
+        return low | middle << 8U | std::size_t{byte()} << 16U;
+    }
+    /// The next `count` bytes, or as many as are left.
+    std::string bytes(std::size_t count)
+    {
+        const std::size_t taken = std::min(count, static_cast<std::size_t>(end_ - at_));
+        at_ += taken;
+        return {at_ - taken, at_};
+    }
+    std::string rest() { return bytes(SIZE_MAX); }
+
+private:
+    const std::uint8_t* at_;
+    const std::uint8_t* end_;
+};
+
+/// `bytes` without one to spare, so that the sanitizer sees every step outside.
+template <class Bytes>
+std::unique_ptr<std::uint8_t[]> exactCopy(const Bytes& bytes)
+{
+    std::unique_ptr<std::uint8_t[]> exact(new std::uint8_t[bytes.size()]);
+    std::copy(bytes.begin(), bytes.end(), exact.get());
+    return exact;
+}
+
+/// A property that has to hold for every input.
+inline void require(bool holds)
+{
+    if (!holds)
+        __builtin_trap();
+}
