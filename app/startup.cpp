@@ -52,6 +52,7 @@ int runUpdateTool(int& argc, char** argv)
 {
     setScreenScaling();
     const QApplication application(argc, argv);
+    QGuiApplication::setDesktopFileName("com.qxseries.FWUpdateTool");
     Q_INIT_RESOURCE(resources);
     setFormLook();
 

@@ -15,6 +15,8 @@ include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX) # makes CMAKE_POSITION_INDEPENDENT_CODE reach the linker
 
+# A flag that a compiler takes and then warns of as unused is one that it does not have.
+set(CMAKE_REQUIRED_FLAGS -Werror)
 foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection)
   string(MAKE_C_IDENTIFIER "FW_HAS${flag}" known)
   check_cxx_compiler_flag(${flag} ${known})

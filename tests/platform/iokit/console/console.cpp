@@ -2,10 +2,12 @@
 /// the first. It is what script/cross-macos links against the macOS SDK.
 #include <cstdio>
 
+#include "app/awake/stay_awake.h"
 #include "hub/api/hub_api.h"
 
 int main()
 {
+    const StayAwake awake;
     Init();
     const int hubs = AvailableDevices();
     if (!OpenDevice(0)) {
