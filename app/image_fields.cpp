@@ -39,10 +39,10 @@ QByteArray scalerImageModel(const QByteArray& image)
 
 std::uint16_t checksum16(const QByteArray& bytes)
 {
-    unsigned sum = 0;
+    std::uint16_t sum = 0;
     for (const char byte : bytes)
-        sum += static_cast<std::uint8_t>(byte);
-    return static_cast<std::uint16_t>(sum);
+        sum = static_cast<std::uint16_t>(sum + static_cast<std::uint8_t>(byte));
+    return sum;
 }
 
 QByteArray extractBetween(const QByteArray& text, const QByteArray& open, const QByteArray& close)

@@ -113,6 +113,7 @@ bool FW_Update_Tool::updateHub()
     const std::int32_t result = writeHub(image);
     debugText("Update Hub Resulte :" + QString::number(result));
     CloseDevice();
+    image.clear(); // detection reads it again
     if (result != hub_update_done) {
         failWriting("Update Hub FW Failed",
                     "Monitor Hub Firmware update failed , please close the application "
@@ -139,6 +140,7 @@ bool FW_Update_Tool::updateScaler()
     ui.bar1->setValue(0);
     const std::uint32_t result = writeScaler(image, *parameters);
     CloseDevice();
+    image.clear(); // detection reads it again
     if (result != scaler_update_done) {
         failWriting("Update Scalar FW Failed", "Monitor Scalar Firmware update failed, please close the "
                                                "application and retry again !");
