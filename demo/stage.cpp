@@ -99,7 +99,8 @@ void Stage::answerBox()
         return;
     }
     answers_.pop_front();
-    keep(box->grab().toImage(), answer.picture);
+    if (!answer.picture.isEmpty())
+        keep(box->grab().toImage(), answer.picture);
     for (QAbstractButton* button : box->buttons()) {
         if (button->text().remove('&') != answer.button)
             continue;

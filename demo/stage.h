@@ -11,12 +11,12 @@
 
 class QMessageBox;
 
-/// One message box that a story expects, and the button that is pressed in it.
+/// One message box that a story expects, the button that is pressed in it, and the name of its picture.
 struct Answer
 {
     QString title;
     QString button;
-    QString picture;
+    QString picture; ///< empty when the story has shown such a box before
 };
 
 class Stage : public QObject

@@ -1,9 +1,11 @@
 /// The demo played by itself: the real dialog on a virtual monitor, offscreen. It tells every step, keeps a
-/// picture of each state and box in build/demo/, and exits with 0 only when the monitor ends as it should.
+/// picture of each state and box in build/demo/, writes down what went over the wire in the first story, and
+/// exits with 0 only when the monitor ends as it should.
 #include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QSettings>
 #include <cstdlib>
 
 #include "app/startup.h"
@@ -56,6 +58,15 @@ void checkNoViolations(Narrator& narrator, Scene& scene)
     narrator.check(scene.bus.violations().count() == 0, "the tool broke no rule of the monitor's protocols");
 }
 
+void keepWireLog(Narrator& narrator, Scene& scene)
+{
+    QFile file(demoFile("wire.log"));
+    const QByteArray text = QByteArray::fromStdString(scene.bus.log().text());
+    narrator.check(
+        file.open(QIODevice::WriteOnly) && file.write(text) == text.size(),
+        QString("all %1 requests of this job: demo/wire.log").arg(scene.bus.log().records().size()));
+}
+
 QString versionOf(const Stage& stage)
 {
     return QString("monitor: %1, image: %2").arg(stage.label("lblCurrentFW"), stage.label("lblNewFW"));
@@ -97,6 +108,55 @@ void wholeJob(Narrator& narrator, Stage& stage)
     narrator.check(stage.label("lblInfo").contains("already the latest version") && !stage.updateOffered(),
                    "the tool says that there is nothing left to update");
     checkNoViolations(narrator, scene);
+    keepWireLog(narrator, scene);
+}
+
+void interruptedHub(Narrator& narrator, Stage& stage)
+{
+    narrator.heading("The cable is pulled while the hub is written");
+    sim::MonitorSetup setup;
+    setup.hub_version = {1, 2};
+    setup.display_version = {12, 0};
+    Scene scene(setup);
+    stage.open(resourcesDir() + "/Config.ini");
+    scene.bus.faults().unplug(sim::atMatch(sim::requestIs(0x40, 0xC8), 10));
+    stage.pressUpdate(
+        {{"Confirm to update firmware", "Yes", {}}, {"Update Hub FW Failed", "OK", "hub-failed"}});
+    stage.picture("update-failed");
+    narrator.check(!scene.monitor.hub().flashIsValid(), "half an image lies in the hub, and it is not valid");
+
+    narrator.say("The cable is put back, and the tool started again.");
+    scene.monitor.plugIn();
+    stage.open(resourcesDir() + "/Config.ini");
+    stage.picture("hub-in-its-rom");
+    narrator.check(stage.updateOffered() && !scene.monitor.hub().runsCode(),
+                   "the hub runs its ROM, and \"Update\" is offered again: " + versionOf(stage));
+    stage.pressUpdate({{"Confirm to update firmware", "Yes", {}}});
+    narrator.check(scene.monitor.hub().runningVersion() == sim::Version{1, 3}, "the hub runs firmware 1.3");
+}
+
+void interruptedScaler(Narrator& narrator, Stage& stage)
+{
+    narrator.heading("The power fails while the display is written");
+    sim::MonitorSetup setup;
+    setup.hub_version = {1, 3};
+    setup.display_version = {11, 0};
+    Scene scene(setup);
+    stage.open(resourcesDir() + "/Config.ini");
+    stage.picture("scaler-update-offered");
+    scene.bus.faults().cutPower(sim::atMatch(sim::requestIs(0x40, 0xC6), 100), sim::Moment::during);
+    stage.pressUpdate(
+        {{"Confirm to update firmware", "Yes", {}}, {"Update Scalar FW Failed", "OK", "scaler-failed"}});
+
+    narrator.say("The power comes back, and the tool is started again.");
+    scene.monitor.powerOn();
+    scene.bus.clock().advance(sim::VirtualMonitor::start_up_time);
+    stage.open(resourcesDir() + "/Config.ini");
+    narrator.check(stage.updateOffered() && !scene.monitor.scaler().runsUserCode(),
+                   "the display runs its factory firmware, and \"Update\" is offered again");
+    stage.pressUpdate({{"Confirm to update firmware", "Yes", {}}, {"Update Firmware", "Exit", {}}});
+    narrator.check(scene.monitor.display().runningVersion() == sim::Version{12, 0},
+                   "the display runs firmware M012");
 }
 
 void downgrade(Narrator& narrator, Stage& stage)
@@ -110,10 +170,11 @@ void downgrade(Narrator& narrator, Stage& stage)
     narrator.say("The display runs M013, the image holds M012: " + stage.label("lblInfo"));
     narrator.check(stage.overrideOffered() && !stage.updateOffered(),
                    "\"Update\" waits for the tick at \"Allow Monitor use older firmware.\"");
+    stage.picture("downgrade-offered");
     stage.tickOverride();
     stage.picture("downgrade-allowed");
-    stage.pressUpdate({{"Confirm to update firmware", "Yes", "confirm-downgrade"},
-                       {"Update Firmware", "Exit", "success-downgrade"}});
+    stage.pressUpdate(
+        {{"Confirm to update firmware", "Yes", "confirm-downgrade"}, {"Update Firmware", "Exit", {}}});
     narrator.check(scene.monitor.display().runningVersion() == sim::Version{12, 0},
                    "the display runs firmware M012");
     checkNoViolations(narrator, scene);
@@ -149,6 +210,20 @@ void otherModelInAProcess(Narrator& narrator, Stage& stage)
     stage.addPicture("other-model");
 }
 
+void noImage(Narrator& narrator, Stage& stage)
+{
+    narrator.heading("An image file that is not there");
+    sim::MonitorSetup setup;
+    setup.hub_version = {1, 3};
+    Scene scene(setup);
+    const QString settings = demoFile("no-image.ini");
+    QSettings(settings, QSettings::IniFormat).setValue("FWFilePath/ScalarBinFile", "not-there.bin");
+    stage.open(settings);
+    stage.picture("no-image");
+    narrator.check(stage.label("lblInfo") == "Firmware file is not detected ." && !stage.updateOffered(),
+                   "the tool says so and offers nothing");
+}
+
 void noMonitor(Narrator& narrator, Stage& stage)
 {
     narrator.heading("No monitor at all");
@@ -167,6 +242,8 @@ void noMonitor(Narrator& narrator, Stage& stage)
 
 int main(int argc, char** argv)
 {
+    if (!qEnvironmentVariableIsSet("QT_FONT_DPI"))
+        qputenv("QT_FONT_DPI", "96"); // a picture's pixels are the form's, whatever the screen says of itself
     setScreenScaling();
     QApplication application(argc, argv);
     setFormLook();
@@ -178,8 +255,11 @@ int main(int argc, char** argv)
         return otherModel(narrator, stage);
 
     wholeJob(narrator, stage);
+    interruptedHub(narrator, stage);
+    interruptedScaler(narrator, stage);
     downgrade(narrator, stage);
     otherModelInAProcess(narrator, stage);
+    noImage(narrator, stage);
     noMonitor(narrator, stage);
     stage.saveContactSheet("contact-sheet.png");
     narrator.heading(narrator.allRight() ? "Verdict: all is right" : "Verdict: FAILED");
