@@ -3,6 +3,7 @@
 /// middle of a write. Every run is a copy of this process, because the dialog may end it, and at the user's wish
 /// must.
 #include "gui_support.h"
+#include "sim/fault_kinds.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -51,16 +52,6 @@ QString named(const QStringList& shown)
         result += names.value(text, text);
     return result.join(", ");
 }
-
-using Fault = void (*)(sim::Faults&, const sim::When&);
-const Fault faults[] = {
-    [](sim::Faults& on, const sim::When& at) { on.refuse(at); },
-    [](sim::Faults& on, const sim::When& at) { on.timeOut(at); },
-    [](sim::Faults& on, const sim::When& at) { on.loseAnswer(at); },
-    [](sim::Faults& on, const sim::When& at) { on.unplug(at); },
-    [](sim::Faults& on, const sim::When& at) { on.cutPower(at, sim::Moment::during); },
-    [](sim::Faults& on, const sim::When& at) { on.cutPower(at, sim::Moment::after); },
-};
 
 const QByteArray new_hub = hubImage(2, 5);
 const QByteArray new_scaler = scalerImage(12, 3);
@@ -157,8 +148,7 @@ QStringList prepare(const QByteArray& hub, const QByteArray& scaler)
 struct Run
 {
     const Job& job;
-    Fault fault = nullptr;
-    int request = 0;
+    std::function<void(sim::Faults&)> fault = {};
     int close_at = 101;   ///< percent
     bool goes_on = false; ///< with the flashes that the last one left
 };
@@ -197,8 +187,8 @@ QString ending(const Run& run)
                     bench.dialog.close();
             });
         });
-        if (run.fault != nullptr)
-            run.fault(bench.bus.faults(), sim::atRequest(run.request));
+        if (run.fault)
+            run.fault(bench.bus.faults());
         bench.update({"Yes"});
         shown = "; " + named({bench.label("lblInfo")}) + "; " + bench.offers().section(' ', 0, -2);
         bench.press("btnExit");
@@ -278,11 +268,13 @@ private slots:
             for (int back = 0; back < 40; back += 8)
                 points += last - back;
             QSet<QString> met;
-            for (std::size_t fault = 0; fault < std::size(faults); ++fault) {
+            for (const sim::FaultKind& kind : sim::faultKinds()) {
+                if (kind.replies_only) // which may say anything
+                    continue;
                 for (const int request : qAsConst(points)) {
-                    const QString end = ending({job, faults[fault], request});
+                    const QString end = ending({job, [&](sim::Faults& on) { kind.arm(on, {request}); }});
                     QVERIFY2(job.endings.contains(end),
-                             qPrintable(QString("fault %1 at %2: %3").arg(fault).arg(request).arg(end)));
+                             qPrintable(QString("%1 at %2: %3").arg(kind.name).arg(request).arg(end)));
                     met += end;
                 }
             }
@@ -293,7 +285,7 @@ private slots:
     void hubThatRefusesAPieceFails()
     {
         prepare(new_hub, scalerImage(11, 0));
-        const Fault piece = [](sim::Faults& on, const sim::When& /*at*/) {
+        const auto piece = [](sim::Faults& on) {
             on.refuse(sim::atMatch(sim::requestIs(0x40, 0xC8), 9)); // its result is neither 0 nor 1
         };
         QCOMPARE(ending({jobs[0], piece}), QString("asked, hub failed; try again; exit; old"));
@@ -304,8 +296,8 @@ private slots:
         for (const Job& job : jobs) {
             prepare(job.hub, job.scaler);
             for (const int when : {15, 45, 70}) {
-                QCOMPARE(ending({job, nullptr, 0, when}), QString("asked; ended; old"));
-                QCOMPARE(ending({job, nullptr, 0, 101, true}), job.endings[0]);
+                QCOMPARE(ending({job, {}, when}), QString("asked; ended; old"));
+                QCOMPARE(ending({job, {}, 101, true}), job.endings[0]);
             }
         }
     }
