@@ -28,8 +28,8 @@ QString demoFile(const QString& name)
 /// One monitor on a bus of its own, until the story ends.
 struct Scene
 {
-    explicit Scene(const sim::MonitorSetup& setup)
-        : monitor(bus, setup)
+    Scene(sim::Version hub, sim::Version display, sim::Model model = sim::Model::qx1650)
+        : monitor(bus, {model, hub, display, ""})
     {
     }
     ~Scene() { Deinit(); }
@@ -75,10 +75,7 @@ QString versionOf(const Stage& stage)
 void wholeJob(Narrator& narrator, Stage& stage)
 {
     narrator.heading("An old monitor is brought up to date");
-    sim::MonitorSetup setup;
-    setup.hub_version = {1, 2};
-    setup.display_version = {11, 0};
-    Scene scene(setup);
+    Scene scene({1, 2}, {11, 0});
     narrator.say("A QX1650 is plugged in: its USB hub runs firmware 1.2, its display firmware M011.");
     stage.open(resourcesDir() + "/Config.ini");
     narrator.say("The tool finds it and compares: " + versionOf(stage));
@@ -114,10 +111,7 @@ void wholeJob(Narrator& narrator, Stage& stage)
 void interruptedHub(Narrator& narrator, Stage& stage)
 {
     narrator.heading("The cable is pulled while the hub is written");
-    sim::MonitorSetup setup;
-    setup.hub_version = {1, 2};
-    setup.display_version = {12, 0};
-    Scene scene(setup);
+    Scene scene({1, 2}, {12, 0});
     stage.open(resourcesDir() + "/Config.ini");
     scene.bus.faults().unplug(sim::atMatch(sim::requestIs(0x40, 0xC8), 10));
     stage.pressUpdate(
@@ -138,10 +132,7 @@ void interruptedHub(Narrator& narrator, Stage& stage)
 void interruptedScaler(Narrator& narrator, Stage& stage)
 {
     narrator.heading("The power fails while the display is written");
-    sim::MonitorSetup setup;
-    setup.hub_version = {1, 3};
-    setup.display_version = {11, 0};
-    Scene scene(setup);
+    Scene scene({1, 3}, {11, 0});
     stage.open(resourcesDir() + "/Config.ini");
     stage.picture("scaler-update-offered");
     scene.bus.faults().cutPower(sim::atMatch(sim::requestIs(0x40, 0xC6), 100), sim::Moment::during);
@@ -162,10 +153,7 @@ void interruptedScaler(Narrator& narrator, Stage& stage)
 void downgrade(Narrator& narrator, Stage& stage)
 {
     narrator.heading("A monitor that is newer than the image");
-    sim::MonitorSetup setup;
-    setup.hub_version = {1, 3};
-    setup.display_version = {13, 0};
-    Scene scene(setup);
+    Scene scene({1, 3}, {13, 0});
     stage.open(resourcesDir() + "/Config.ini");
     narrator.say("The display runs M013, the image holds M012: " + stage.label("lblInfo"));
     narrator.check(stage.overrideOffered() && !stage.updateOffered(),
@@ -183,10 +171,7 @@ void downgrade(Narrator& narrator, Stage& stage)
 /// The tool ends by itself when the image is for another model, so this one plays in a process of its own.
 int otherModel(Narrator& narrator, Stage& stage)
 {
-    sim::MonitorSetup setup;
-    setup.model = sim::Model::qx1320;
-    setup.hub_version = {1, 3};
-    Scene scene(setup);
+    Scene scene({1, 3}, {11, 0}, sim::Model::qx1320);
     stage.expect({{"Update FW Tool for QX Series", "OK", "other-model"}});
     stage.open(resourcesDir() + "/Config.ini");
     narrator.check(false, "the tool ended by itself");
@@ -213,9 +198,7 @@ void otherModelInAProcess(Narrator& narrator, Stage& stage)
 void noImage(Narrator& narrator, Stage& stage)
 {
     narrator.heading("An image file that is not there");
-    sim::MonitorSetup setup;
-    setup.hub_version = {1, 3};
-    Scene scene(setup);
+    Scene scene({1, 3}, {11, 0});
     const QString settings = demoFile("no-image.ini");
     QSettings(settings, QSettings::IniFormat).setValue("FWFilePath/ScalarBinFile", "not-there.bin");
     stage.open(settings);
