@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <deque>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -40,19 +42,27 @@ inline Lines operator+(Lines a, const Lines& b)
     return a;
 }
 
-/// Answers every request with `status` and the beginning of `reply`.
+/// Answers every request with `status` and the beginning of `reply`, or with the values that `reads` has.
 class Responder : public sim::BusDevice
 {
 public:
     using BusDevice::BusDevice;
     platform::Status control(const sim::SetupPacket& setup, std::uint8_t* data) override
     {
-        if (setup.isIn() && status == platform::success)
+        if (!setup.isIn() || status != platform::success)
+            return status;
+        std::deque<std::uint8_t>& values = reads[setup.value];
+        if (values.empty())
             std::copy_n(reply.begin(), setup.length, data);
+        else
+            std::fill_n(data, setup.length, values.front());
+        if (values.size() > 1)
+            values.pop_front();
         return status;
     }
     platform::Status status = platform::success;
     Bytes reply = Bytes(0x10000, 0x5A);
+    std::map<int, std::deque<std::uint8_t>> reads; ///< the last value of each stays
 };
 
 class HubTest : public testing::Test
@@ -88,21 +98,5 @@ protected:
         return testing::internal::GetCapturedStdout();
     }
 
-    /// Simulated milliseconds that `action` takes, requests included.
-    template <typename Action>
-    long milliseconds(Action action)
-    {
-        const auto start = bus.clock().now();
-        action();
-        return std::chrono::duration_cast<std::chrono::milliseconds>(bus.clock().now() - start).count();
-    }
-
-    /// A ProgressCallback whose context is a vector.
-    static void collect(void* context, std::uint8_t percent)
-    {
-        static_cast<std::vector<int>*>(context)->push_back(percent);
-    }
-
     sim::VirtualBus bus;
-    std::vector<int> progress;
 };
