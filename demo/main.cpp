@@ -1,6 +1,6 @@
 /// The product on a virtual monitor, for a desktop: a QX1650 whose hub and display firmware are old.
 #include "app/startup.h"
-#include "sim/virtual_bus.h"
+#include "sim/bus/virtual_bus.h"
 #include "sim/virtual_monitor.h"
 
 namespace {

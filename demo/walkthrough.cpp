@@ -11,7 +11,7 @@
 #include "app/startup.h"
 #include "hub/api/hub_api.h"
 #include "narrator.h"
-#include "sim/virtual_bus.h"
+#include "sim/bus/virtual_bus.h"
 #include "sim/virtual_monitor.h"
 #include "stage.h"
 

@@ -2,13 +2,13 @@
 /// USB cable. It plugs itself into the bus, SuperSpeed face first, and has been on for a while.
 #pragma once
 
-#include "sim/ddc_display.h"
-#include "sim/hub_chip.h"
-#include "sim/i2c_bridge.h"
-#include "sim/monitor_setup.h"
-#include "sim/scaler_isp.h"
-#include "sim/supply.h"
-#include "sim/virtual_bus.h"
+#include "sim/bus/virtual_bus.h"
+#include "sim/monitor/ddc_display.h"
+#include "sim/monitor/hub_chip.h"
+#include "sim/monitor/i2c_bridge.h"
+#include "sim/monitor/monitor_setup.h"
+#include "sim/monitor/scaler_isp.h"
+#include "sim/monitor/supply.h"
 
 namespace sim {
 

@@ -2,7 +2,7 @@
 /// USB 3.2 chapters 9 and 10). They are what makes an operating system bind its hub driver.
 #pragma once
 
-#include "sim/monitor_setup.h"
+#include "sim/monitor/monitor_setup.h"
 
 #include <cstdint>
 #include <string>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "hub/platform/usb_platform.h"
-#include "sim/setup_packet.h"
+#include "sim/bus/setup_packet.h"
 #include "sim/vhci/hub_descriptors.h"
 
 #include <functional>

@@ -1,7 +1,7 @@
 /// Ties the virtual monitor's clock to the real one: `pace` real seconds pass for each of the monitor's.
 #pragma once
 
-#include "sim/clock.h"
+#include "sim/bus/clock.h"
 
 #include <chrono>
 #include <thread>

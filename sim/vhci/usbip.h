@@ -20,7 +20,7 @@
 ///     00000003 00000001 00000000 00000000 00000000 00000000 00000008 ... 12 01 10 02 09 00 01 40
 #pragma once
 
-#include "sim/setup_packet.h"
+#include "sim/bus/setup_packet.h"
 
 #include <array>
 #include <cstdint>

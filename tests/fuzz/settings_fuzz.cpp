@@ -4,7 +4,7 @@
 #include "fuzz_input.h"
 
 #include "app/startup.h"
-#include "sim/virtual_bus.h"
+#include "sim/bus/virtual_bus.h"
 #include "sim/virtual_monitor.h"
 
 #include <QDir>

@@ -3,7 +3,7 @@
 /// middle of a write. Every run is a copy of this process, because the dialog may end it, and at the user's wish
 /// must.
 #include "gui_support.h"
-#include "sim/fault_kinds.h"
+#include "tests/faults/fault_kinds.h"
 
 #include <QDir>
 #include <QTemporaryDir>

@@ -1,7 +1,7 @@
 /// The table of the jobs. What a job does not update holds what the bundle offers already.
 #include "jobs.h"
 
-#include "sim/factory_images.h"
+#include "sim/monitor/factory_images.h"
 #include "tools/firmware_image.h"
 
 #include <algorithm>

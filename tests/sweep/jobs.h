@@ -3,7 +3,7 @@
 
 #include "tool_run.h"
 
-#include "sim/monitor_setup.h"
+#include "sim/monitor/monitor_setup.h"
 
 #include <cstddef>
 #include <string>

@@ -5,10 +5,10 @@
 #include "jobs.h"
 #include "report.h"
 
-#include "sim/fault_kinds.h"
-#include "sim/virtual_bus.h"
+#include "sim/bus/virtual_bus.h"
 #include "sim/virtual_monitor.h"
-#include "sim/wire_phases.h"
+#include "tests/faults/fault_kinds.h"
+#include "tests/faults/wire_phases.h"
 
 #include <chrono>
 #include <cstring>

@@ -13,7 +13,7 @@
 #include "hub/api/hub_api.h"
 #include "hub/i2c/bridge.h"
 #include "hub/transport/session.h"
-#include "sim/virtual_bus.h"
+#include "sim/bus/virtual_bus.h"
 #include "sim/virtual_monitor.h"
 
 using Bytes = std::vector<std::uint8_t>;

@@ -9,7 +9,7 @@
 #include "hub/i2c/scaler_isp.h"
 #include "hub/transport/control_pipe.h"
 #include "hub/transport/vendor_commands.h"
-#include "sim/factory_images.h"
+#include "sim/monitor/factory_images.h"
 
 namespace {
 

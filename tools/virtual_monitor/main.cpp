@@ -2,8 +2,8 @@
 /// signals end it.
 #include "options.h"
 
+#include "sim/bus/virtual_bus.h"
 #include "sim/vhci/vhci_front.h"
-#include "sim/virtual_bus.h"
 #include "sim/virtual_monitor.h"
 
 #include <array>

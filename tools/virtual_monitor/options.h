@@ -1,7 +1,7 @@
 /// The command line of virtual_monitor.
 #pragma once
 
-#include "sim/monitor_setup.h"
+#include "sim/monitor/monitor_setup.h"
 
 #include <string>
 

@@ -1,0 +1,104 @@
+/// Anything at a position of the virtual bus: the faces of the virtual monitor's hub, and in tests foreign
+/// or scripted devices made from this class directly. What a device answers is control(); the rest is what
+/// an operating system would say about it.
+#pragma once
+
+#include "hub/platform/usb_platform.h"
+#include "sim/bus/setup_packet.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace sim {
+
+class BusDevice;
+class DeviceHandle;
+class VirtualBus;
+
+struct DeviceTraits
+{
+    std::uint16_t vendor_id = 0;
+    std::uint16_t product_id = 0;
+    std::uint8_t speed = 2;     ///< the operating system's code: 0 low, 1 full, 2 high, 3 super
+    std::uint32_t location = 0; ///< bus in the top byte, then one hex digit a port
+};
+
+/// What the operating system has to complain about this device; everything in order as made.
+struct DeviceTroubles
+{
+    bool no_plug_in = false;
+    bool no_interface = false;
+    bool held_by_other = false; ///< another process has it open
+    platform::Status vendor_id = platform::success;
+    platform::Status product_id = platform::success;
+    platform::Status open = platform::success;
+    platform::Status close = platform::success; ///< it is closed all the same
+    platform::Status speed = platform::success;
+    platform::Status location = platform::success;
+};
+
+struct DeviceCounters
+{
+    int opens = 0;           ///< open() that succeeded
+    int closes = 0;          ///< close() by the one who had it open, also when the device had left by then
+    int live_interfaces = 0; ///< handles that exist now, of this and of earlier stays on the bus
+};
+
+/// How a device loses its power.
+struct PowerLoss
+{
+    bool during_request = false; ///< the request just carried out was cut short
+    std::uint64_t seed = 1;      ///< decides which bits of a torn flash operation were done
+};
+
+/// What a device shares with the handles to it, which may outlive it.
+struct DeviceLink
+{
+    BusDevice* device = nullptr; ///< null when the device is destroyed
+    VirtualBus* bus = nullptr;
+    unsigned stay = 0; ///< counts arrivals: a handle to an earlier stay is dead for good
+    const DeviceHandle* holder = nullptr;
+    DeviceCounters counters;
+};
+
+class BusDevice
+{
+public:
+    explicit BusDevice(const DeviceTraits& device_traits = {});
+    virtual ~BusDevice();
+    BusDevice(const BusDevice&) = delete;
+    BusDevice& operator=(const BusDevice&) = delete;
+
+    DeviceTraits traits;
+    DeviceTroubles troubles;
+
+    /// Whether it is on the bus now. Its position is kept while it is away.
+    virtual bool present() const { return present_; }
+    /// Takes it off the bus, or brings it back as a new device.
+    void setPresent(bool present);
+
+    /// Answers one request. `data` holds `setup.length` bytes; a reply fills it whole. Refuses everything
+    /// unless overridden.
+    virtual platform::Status control(const SetupPacket& setup, std::uint8_t* data);
+    /// The cable is pulled out.
+    virtual void unplug();
+    /// The power goes; for a device that nobody modelled that is the same as leaving the bus.
+    virtual void losePower(const PowerLoss& loss);
+
+    const DeviceCounters& counters() const { return link_->counters; }
+    bool isOpen() const { return link_->holder != nullptr; }
+    VirtualBus* bus() const { return link_->bus; }
+
+protected:
+    /// Ends every handle: what comes back later is a new device.
+    void leaveBus();
+
+private:
+    friend class VirtualBus;
+
+    std::shared_ptr<DeviceLink> link_;
+    int position_ = -1;
+    bool present_ = true;
+};
+
+} // namespace sim

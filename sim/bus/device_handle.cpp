@@ -1,0 +1,114 @@
+/// The seam's operations on a virtual device.
+#include "sim/bus/device_handle.h"
+
+#include "sim/bus/virtual_bus.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace sim {
+
+namespace {
+
+constexpr Duration default_patience = std::chrono::seconds(5);
+
+} // namespace
+
+DeviceHandle::DeviceHandle(std::shared_ptr<DeviceLink> link, unsigned stay)
+    : link_(std::move(link))
+    , stay_(stay)
+{
+    ++link_->counters.live_interfaces;
+}
+
+DeviceHandle::~DeviceHandle()
+{
+    --link_->counters.live_interfaces;
+    if (link_->holder == this)
+        link_->holder = nullptr;
+}
+
+template <typename Value>
+platform::Status DeviceHandle::answer(platform::Status DeviceTroubles::*trouble, Value DeviceTraits::*value,
+                                      Value* out) const
+{
+    if (gone())
+        return platform::no_device;
+    const platform::Status status = link_->device->troubles.*trouble;
+    if (status == platform::success)
+        *out = link_->device->traits.*value;
+    return status;
+}
+
+platform::Status DeviceHandle::vendorId(std::uint16_t* id)
+{
+    return answer(&DeviceTroubles::vendor_id, &DeviceTraits::vendor_id, id);
+}
+
+platform::Status DeviceHandle::productId(std::uint16_t* id)
+{
+    return answer(&DeviceTroubles::product_id, &DeviceTraits::product_id, id);
+}
+
+platform::Status DeviceHandle::open()
+{
+    if (gone())
+        return platform::no_device;
+    const DeviceTroubles& troubles = link_->device->troubles;
+    if (troubles.open != platform::success)
+        return troubles.open;
+    if (troubles.held_by_other || link_->holder != nullptr)
+        return platform::exclusive_access;
+    link_->holder = this;
+    opened_ = true;
+    ++link_->counters.opens;
+    return platform::success;
+}
+
+platform::Status DeviceHandle::close()
+{
+    if (!opened_)
+        return platform::not_open;
+    opened_ = false;
+    ++link_->counters.closes;
+    if (gone())
+        return platform::no_device;
+    link_->holder = nullptr;
+    return link_->device->troubles.close;
+}
+
+platform::Status DeviceHandle::speed(std::uint8_t* code)
+{
+    return answer(&DeviceTroubles::speed, &DeviceTraits::speed, code);
+}
+
+platform::Status DeviceHandle::locationId(std::uint32_t* location)
+{
+    return answer(&DeviceTroubles::location, &DeviceTraits::location, location);
+}
+
+platform::Status DeviceHandle::controlRequest(const platform::ControlRequest& request)
+{
+    return send(request, default_patience);
+}
+
+platform::Status DeviceHandle::controlRequest(const platform::ControlRequest& request,
+                                              std::uint32_t noDataTimeout, std::uint32_t completionTimeout)
+{
+    return send(request, std::chrono::milliseconds(std::min(noDataTimeout, completionTimeout)));
+}
+
+platform::Status DeviceHandle::send(const platform::ControlRequest& request, Duration patience)
+{
+    if (gone())
+        return platform::no_device;
+    if (!opened_)
+        return platform::not_open;
+    if (request.length != 0 && request.data == nullptr)
+        return platform::bad_argument;
+    const SetupPacket setup{request.requestType, request.request, request.value, request.index,
+                            request.length};
+    return link_->bus->transfer(*link_->device, setup, static_cast<std::uint8_t*>(request.data), patience);
+}
+
+} // namespace sim

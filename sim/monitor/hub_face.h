@@ -1,0 +1,30 @@
+/// One of the two USB devices that the hub chip shows: the same chip on the SuperSpeed or the High-Speed bus.
+#pragma once
+
+#include "sim/bus/bus_device.h"
+#include "sim/monitor/supply.h"
+
+namespace sim {
+
+class HubChip;
+
+class HubFace final : public BusDevice
+{
+public:
+    HubFace(HubChip& chip, Supply& supply, const DeviceTraits& face_traits);
+
+    bool isSuperSpeed() const;
+    /// The chip has taken the face off the bus.
+    void leave() { leaveBus(); }
+
+    bool present() const override;
+    platform::Status control(const SetupPacket& setup, std::uint8_t* data) override;
+    void unplug() override;
+    void losePower(const PowerLoss& loss) override;
+
+private:
+    HubChip& chip_;
+    Supply& supply_;
+};
+
+} // namespace sim
