@@ -1,5 +1,5 @@
 # fw_hardening: what a released program is built with against faults in its own memory. Every target gets it
-# through fw_options; tests/hardening reads it back from the finished program. On macOS the linker makes
+# through fw_options; tests/hardening_test.sh reads it back from the finished program. On macOS the linker makes
 # programs position-independent and their tables read-only by itself, and the hardened runtime is switched on
 # by the signature.
 #

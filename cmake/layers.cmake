@@ -43,7 +43,8 @@ function(fw_layer name path)
   endif()
 endfunction()
 
-# Chooses the operating-system platform that a program's hub library runs on.
+# Chooses the operating-system platform that a program's hub library runs on. Every program that links a layer of
+# hub/ has to; one that forgets is told when the build is configured.
 function(fw_platform program platform)
   set_target_properties(${program} PROPERTIES FW_PLATFORM ${platform})
 endfunction()

@@ -1,4 +1,11 @@
-/// The hub library as the application sees it: flat functions over one current hub, `g_hub`.
+/// The hub library as an application sees it: flat functions over one current hub, `g_hub`. This header is all
+/// that an application needs. Its order of use:
+///
+///     Init, CloseDevice, AvailableDevices          is there a hub?
+///     OpenDevice(0), GetfwVersion                  what does it run?
+///     SetBusSpeed(0x6E, 1, 0)                      point the hub's I2C bridge at the display,
+///     WriteI2C(0x51, ...), ReadI2C(0x51, ...)      then speak DDC/CI with it
+///     UpdateHubFw or UpdateScalarFw, CloseDevice   write one of the two firmware images
 ///
 /// One thread only. At most one hub is open at a time. Texts go to standard output as listed with each
 /// function, without a line end unless it says "line". Results are 1 or 0 unless stated; a 0 never says why.
@@ -9,6 +16,7 @@
 #include <cstdint>
 
 #include "hub/progress_callback.h"
+#include "hub/result_codes.h"
 
 class CHvxHub;
 
@@ -63,14 +71,27 @@ int ReadI2C(std::uint32_t addr, std::uint8_t* buf, std::uint8_t len);
 /// "     Invalid Handle.".
 int WriteI2C(std::uint32_t addr, std::uint8_t* buf, std::int16_t len);
 
-/// Writes the hub image of `len` bytes at `data`, verifies it and restarts the hub into it. **1 is success**;
-/// see CHvxHub::UpdateHubFw for the other results. Prints the line "Update Hub Firmware function... " and,
-/// when closed, "     Invalid Handle." (result 0).
+/// Writes the hub image of `len` bytes at `data` and restarts the hub into it: destroys the validity mark of the
+/// firmware in flash, erases, writes, reads everything back, writes the new mark last. Until then the hub starts
+/// its boot ROM, where the next update finds it. Takes minutes and reports 10 to about 90 %; without a `callback`
+/// nothing is done.
+///
+/// Returns hub::hub_update_success (**1**), also when the read-back, the comparison or the restart failed: the
+/// hub then still runs its ROM, or its old version. hub::hub_update_failed (0): closed, no callback, or the erase
+/// failed; hub::hub_update_no_rom_mode; or the status of a flash write that the hub refused. Prints the line
+/// "Update Hub Firmware function... ", the stages, and, when closed, "     Invalid Handle.".
 std::int32_t UpdateHubFw(std::uint8_t* data, std::uint32_t len, ProgressCallback callback, void* context);
 
-/// Writes the scaler image of `len` bytes at `data` through the bridge. **0 is success**; see
-/// CHvxHub::UpdateScalarFw for the other arguments and results. Prints the line "Update Scalar function... "
-/// and, when closed, "     Invalid Handle." (result 0 too, so open the hub first).
+/// Writes the scaler image of `len` bytes at `data` through the bridge and restarts the scaler. `outReg` and
+/// `cfgReg` are the 16-bit scaler registers of the pin that protects its flash, `blocks` the number of 64 KiB
+/// blocks to erase; with `userCode` non-zero the image goes to 0x100000 and the two bytes that tell the scaler
+/// that it is complete follow last. Nothing is read back. Takes minutes; `callback` may be null and is given 20
+/// after the erase, then up to 100.
+///
+/// Returns hub::scaler_update_success (**0**) or one of the other hub::scaler_update codes. A closed hub gives 0
+/// too, so open it first. After a failure the scaler waits in its programming mode, without those two bytes, and
+/// the next update finishes the job. Prints the line "Update Scalar function... ", a line for a failure, and,
+/// when closed, "     Invalid Handle.".
 std::uint32_t UpdateScalarFw(std::uint8_t* data, std::uint32_t len, std::uint32_t outReg,
                              std::uint32_t cfgReg, std::uint8_t blocks, std::int8_t userCode,
                              ProgressCallback callback, void* context);

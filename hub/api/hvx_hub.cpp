@@ -180,28 +180,28 @@ bool CHvxHub::USB2I2C_ConfigAddr(std::uint8_t addr, std::uint8_t Value, std::uin
     if (!isOpened)
         return false;
     busSpeed = Value;
-    return configureBridge(addr, Value, S);
+    return hub::configureBridge(addr, Value, S);
 }
 
 bool CHvxHub::USB2I2C_Write(std::uint32_t addr, std::uint8_t* data, std::int16_t len)
 {
-    return isOpened && writeBridgeBlock(addr, data, len);
+    return isOpened && hub::writeBridgeBlock(addr, data, len);
 }
 
 bool CHvxHub::USB2I2C_Read(std::uint32_t addr, std::uint8_t* data, std::int16_t len)
 {
-    return isOpened && readBridgeBlock(addr, data, len);
+    return isOpened && hub::readBridgeBlock(addr, data, len);
 }
 
 std::int32_t CHvxHub::UpdateHubFw(std::uint8_t* image, std::uint32_t length, ProgressCallback callback,
                                   void* context)
 {
-    return updateHubFirmware(image, length, callback, context);
+    return hub::updateHubFirmware(image, length, callback, context);
 }
 
 std::uint32_t CHvxHub::UpdateScalarFw(std::uint8_t* data, std::uint32_t len, std::uint32_t outReg,
                                       std::uint32_t cfgReg, std::uint8_t blocks, std::int8_t userCode,
                                       ProgressCallback callback, void* context)
 {
-    return updateScalerFirmware(data, len, outReg, cfgReg, blocks, userCode, callback, context);
+    return hub::updateScalerFirmware(data, len, outReg, cfgReg, blocks, userCode, callback, context);
 }

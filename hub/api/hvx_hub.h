@@ -8,8 +8,7 @@
 #include <cstdint>
 
 #include "hub/progress_callback.h"
-
-enum myUSB_DEVICE_SPEED : std::uint32_t;
+#include "hub/result_codes.h"
 
 /// An object starts with all fields zero: closed, without a location buffer.
 class CHvxHub
@@ -57,6 +56,7 @@ public:
     bool GetLocation(std::uint32_t* location);
     bool GetSpeed(myUSB_DEVICE_SPEED* speed);
 
+    /// The buffer for the hub description, at least 128 bytes; the one set before is forgotten.
     void setStrLocation(char* buffer);
     /// Forgets the location buffer.
     void dealloc();

@@ -57,7 +57,7 @@ bool HvxFun_OpenRomDevice()
         return false;
     if (HvxFun_IsRomCode())
         return true;
-    g_ErrCode = hub_error_rom_mode;
+    g_ErrCode = hub::error_rom_mode;
     return false;
 }
 

@@ -10,6 +10,8 @@
 #include "hub/firmware/hub_image.h"
 #include "hub/transport/vendor_commands.h"
 
+namespace hub {
+
 namespace {
 
 constexpr std::uint32_t piece_size = 4096;
@@ -140,3 +142,5 @@ std::int32_t updateHubFirmware(std::uint8_t* image, std::uint32_t length, Progre
     update.report(static_cast<std::uint8_t>(update.percent + restarted_percent));
     return hub_update_success;
 }
+
+} // namespace hub

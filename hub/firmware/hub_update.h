@@ -9,10 +9,9 @@
 #include <cstdint>
 
 #include "hub/progress_callback.h"
+#include "hub/result_codes.h"
 
-constexpr std::int32_t hub_update_success = 1;
-constexpr std::int32_t hub_update_failed = 0;          ///< no callback, or the erase failed
-constexpr std::int32_t hub_update_no_rom_mode = 41511; ///< the hub would not start its boot ROM
+namespace hub {
 
 /// Writes `length` bytes at `image` to the hub of the open session, in pieces of 4096, reads them back and
 /// restarts the hub into them; the session is then open on the restarted hub. Reports 10 after the erase,
@@ -27,3 +26,5 @@ constexpr std::int32_t hub_update_no_rom_mode = 41511; ///< the hub would not st
 /// "Fail to verify flash", "Reset to Flash Code...", "Fail to Reset to Flash Code".
 std::int32_t updateHubFirmware(std::uint8_t* image, std::uint32_t length, ProgressCallback callback,
                                void* context);
+
+} // namespace hub

@@ -23,6 +23,8 @@
 
 #include "hub/platform/usb_platform.h"
 
+namespace hub {
+
 constexpr std::uint8_t bridge_configure = 0xF6;
 constexpr std::uint8_t bridge_short_access = 0xE6;
 constexpr std::uint8_t bridge_block_write = 0xC6;
@@ -31,6 +33,8 @@ constexpr std::uint8_t bridge_block_read = 0xD6;
 /// 8-bit address of the scaler's ISP port, and the mode byte that goes with it.
 constexpr std::uint8_t isp_slave = 0x94;
 constexpr std::uint8_t isp_mode = 0x03;
+
+} // namespace hub
 
 /// Register-address length last configured for the ISP port, in bytes.
 extern std::uint8_t m_uAddrLen;
@@ -59,6 +63,8 @@ bool MP_I2C_SetDataPort(std::uint8_t port);
 /// with errno when it fails; true all the same.
 bool MP_I2C_SetSlaveAddr(std::uint8_t addrLen, std::uint8_t dataLen);
 
+namespace hub {
+
 /// Points the bridge at the slave with the 8-bit address `slave`, with `addrLen` address bytes; the low three
 /// bits of `modeBits` go into the mode byte. Prints what HH_CtlPipeNoDataOut prints.
 bool configureBridge(std::uint8_t slave, std::uint8_t addrLen, std::uint8_t modeBits);
@@ -75,3 +81,5 @@ platform::Status sendBridge(std::uint8_t requestType, std::uint8_t request, std:
 /// Prints "Error Code : %d" with errno when `status` is a failure. errno does not tell why a USB request
 /// failed; the text is kept for those who know it.
 void printFailure(platform::Status status);
+
+} // namespace hub

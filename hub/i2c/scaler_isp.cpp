@@ -85,19 +85,20 @@ constexpr std::uint8_t block_bytes_other = 64;
 
 platform::Status writeRegister(std::uint8_t reg, std::uint8_t value)
 {
-    return sendBridge(vendor_out, bridge_short_access, reg, 1, &value);
+    return hub::sendBridge(hub::vendor_out, hub::bridge_short_access, reg, 1, &value);
 }
 
 platform::Status readRegister(std::uint8_t reg, std::uint8_t* value)
 {
-    return sendBridge(vendor_in, bridge_short_access, reg, 1, value);
+    return hub::sendBridge(hub::vendor_in, hub::bridge_short_access, reg, 1, value);
 }
 
 /// A poll asks for as many bytes as the bridge is configured for and sees the first four.
 platform::Status pollRead(std::uint32_t reg, std::uint32_t* value)
 {
     std::uint8_t bytes[UINT8_MAX] = {};
-    const platform::Status status = sendBridge(vendor_in, bridge_short_access, reg, m_uDataLen, bytes);
+    const platform::Status status =
+        hub::sendBridge(hub::vendor_in, hub::bridge_short_access, reg, m_uDataLen, bytes);
     *value = static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8 |
              static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
     return status;
@@ -154,8 +155,8 @@ void runErase(std::uint8_t block)
     writeRegister(reg_command, erase_run);
 }
 
-/// Has the scaler check one block. Where the result cannot be read, the byte that started the check stands in
-/// for it; with ISP mode and the check bit alone set it does not pass for a blank block.
+/// Has the scaler check one block. If the result cannot be read, `value` still holds the control byte, which is
+/// normally not DE, so the block counts as not blank.
 bool isBlank(std::uint8_t block)
 {
     setAddress(static_cast<std::uint32_t>(block) << 16);
@@ -294,7 +295,8 @@ bool MP_I2C_WriteSerialFlash(std::uint32_t addr, std::uint8_t* data, std::uint32
     if (!blockBytesForLink(&blockBytes))
         return false;
     MP_I2C_SetSlaveAddr(1, blockBytes);
-    const platform::Status written = sendBridge(vendor_out, bridge_block_write, addr, len, data);
+    const platform::Status written =
+        hub::sendBridge(hub::vendor_out, hub::bridge_block_write, addr, len, data);
     // Back to one byte before the outcome is looked at: every poll after this depends on it.
     MP_I2C_SetSlaveAddr(1, 1);
     if (written != platform::success)

@@ -10,6 +10,8 @@
 #include "hub/i2c/scaler_isp.h"
 #include "hub/platform/clock.h"
 
+namespace hub {
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -95,3 +97,5 @@ std::uint32_t updateScalerFirmware(std::uint8_t* data, std::uint32_t len, std::u
     report(callback, context, done_percent);
     return scaler_update_success;
 }
+
+} // namespace hub

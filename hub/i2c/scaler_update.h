@@ -9,13 +9,9 @@
 #include <cstdint>
 
 #include "hub/progress_callback.h"
+#include "hub/result_codes.h"
 
-constexpr std::uint32_t scaler_update_success = 0;
-constexpr std::uint32_t scaler_update_no_slave = 41511;  ///< the bridge could not be configured
-constexpr std::uint32_t scaler_update_not_ready = 41512; ///< no ISP mode, or a block that is not blank
-constexpr std::uint32_t scaler_update_write = 41513;     ///< a chunk could not be written
-constexpr std::uint32_t scaler_update_marker = 41519;    ///< the user-code marker could not be written
-constexpr std::uint32_t scaler_update_bad_image = 41521; ///< empty, or not a user-code image
+namespace hub {
 
 /// Writes `len` bytes at `data` in chunks of 128. `outReg` and `cfgReg` are the 16-bit scaler registers of
 /// the flash's protection pin, `blocks` the number of 64 KiB blocks to erase. With `userCode` (non-zero) the
@@ -31,3 +27,5 @@ constexpr std::uint32_t scaler_update_bad_image = 41521; ///< empty, or not a us
 std::uint32_t updateScalerFirmware(std::uint8_t* data, std::uint32_t len, std::uint32_t outReg,
                                    std::uint32_t cfgReg, std::uint8_t blocks, std::int8_t userCode,
                                    ProgressCallback callback, void* context);
+
+} // namespace hub

@@ -10,10 +10,9 @@ namespace {
 
 constexpr std::uint32_t timed_request_ms = 10000;
 
-platform::ControlRequest makeRequest(std::uint8_t requestType, std::uint8_t request, std::uint16_t value,
-                                     std::uint16_t index, std::uint32_t length, void* data)
+platform::Status send(const platform::ControlRequest& request)
 {
-    return {requestType, request, value, index, static_cast<std::uint16_t>(length), data};
+    return g_Dev ? g_Dev->controlRequest(request) : platform::not_found;
 }
 
 } // namespace
@@ -21,9 +20,7 @@ platform::ControlRequest makeRequest(std::uint8_t requestType, std::uint8_t requ
 platform::Status Proxy_SendVendorCmd(std::uint8_t requestType, std::uint8_t request, std::uint16_t value,
                                      std::uint16_t index, std::uint32_t length, void* data)
 {
-    if (!g_Dev)
-        return platform::not_found;
-    return g_Dev->controlRequest(makeRequest(requestType, request, value, index, length, data));
+    return send({requestType, request, value, index, static_cast<std::uint16_t>(length), data});
 }
 
 platform::Status Proxy_SendVendorCmd2(std::uint8_t requestType, std::uint8_t request, std::uint16_t value,
@@ -31,33 +28,32 @@ platform::Status Proxy_SendVendorCmd2(std::uint8_t requestType, std::uint8_t req
 {
     if (!g_Dev)
         return platform::not_found;
-    return g_Dev->controlRequest(makeRequest(requestType, request, value, index, length, data),
-                                 timed_request_ms, timed_request_ms);
+    return g_Dev->controlRequest(
+        {requestType, request, value, index, static_cast<std::uint16_t>(length), data}, timed_request_ms,
+        timed_request_ms);
 }
 
-platform::Status sendSetupPacket(const std::uint8_t* packet, void* data)
+platform::Status hub::sendSetupPacket(const std::uint8_t* packet, void* data)
 {
-    const SetupFields setup = decodeSetupPacket(packet);
-    return Proxy_SendVendorCmd(setup.requestType, setup.request, setup.value, setup.index, setup.length,
-                               data);
+    return send(decodeSetupPacket(packet, data));
 }
 
 bool HH_CtlPipeIn(std::uint8_t* packet, void* data)
 {
-    return sendSetupPacket(packet, data) == platform::success;
+    return hub::sendSetupPacket(packet, data) == platform::success;
 }
 
 bool HH_CtlPipeOut(std::uint8_t* packet, void* data)
 {
-    return sendSetupPacket(packet, data) == platform::success;
+    return hub::sendSetupPacket(packet, data) == platform::success;
 }
 
 bool HH_CtlPipeNoDataOut(std::uint8_t* packet)
 {
     std::puts(" --><-- HH_CtlPipeNoDataOut ");
-    const SetupFields setup = decodeSetupPacket(packet);
-    const platform::Status status =
-        Proxy_SendVendorCmd(setup.requestType, setup.request, setup.value, setup.index, 0, nullptr);
+    platform::ControlRequest request = hub::decodeSetupPacket(packet, nullptr);
+    request.length = 0;
+    const platform::Status status = send(request);
     if (status == platform::success)
         return true;
     std::printf("HH_CtlPipeNoDataOut failed,ret=0x%x, "

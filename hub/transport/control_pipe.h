@@ -18,11 +18,19 @@
 
 #include "hub/platform/usb_platform.h"
 
+namespace hub {
+
 /// bmRequestType of every request to the hub: vendor type, device recipient.
 constexpr std::uint8_t vendor_out = 0x40;
 constexpr std::uint8_t vendor_in = 0xC0;
 
 constexpr std::size_t setup_packet_size = 8;
+
+/// The request in an 8-byte setup packet as it stands; `data` holds as many bytes as its wLength says and is
+/// null when there is no data stage.
+platform::Status sendSetupPacket(const std::uint8_t* packet, void* data);
+
+} // namespace hub
 
 /// One vendor request from its fields. `length` is in bytes, of which the low 16 bits are sent; `data` holds
 /// that many bytes and is null when there is no data stage.
@@ -33,11 +41,8 @@ platform::Status Proxy_SendVendorCmd(std::uint8_t requestType, std::uint8_t requ
 platform::Status Proxy_SendVendorCmd2(std::uint8_t requestType, std::uint8_t request, std::uint16_t value,
                                       std::uint16_t index, std::uint32_t length, void* data);
 
-/// The request in an 8-byte setup packet as it stands; `data` as above.
-platform::Status sendSetupPacket(const std::uint8_t* packet, void* data);
-
-/// The request in an 8-byte setup packet as it stands, `data` holding as many bytes as its wLength says. The
-/// direction is bit 7 of byte 0, so these two are one and the same. True when the status was 0.
+/// The request in an 8-byte setup packet as it stands, like hub::sendSetupPacket. The direction is bit 7 of
+/// byte 0, so these two are one and the same. True when the status was 0.
 bool HH_CtlPipeIn(std::uint8_t* packet, void* data);
 bool HH_CtlPipeOut(std::uint8_t* packet, void* data);
 

@@ -20,10 +20,10 @@ std::unique_ptr<platform::Device> nextDevice(platform::Enumeration& enumeration)
         case platform::Found::device:
             return device;
         case platform::Found::no_plug_in:
-            g_ErrCode = hub_error_plug_in;
+            g_ErrCode = hub::error_plug_in;
             break;
         case platform::Found::no_interface:
-            g_ErrCode = hub_error_interface;
+            g_ErrCode = hub::error_interface;
             break;
         case platform::Found::end:
             return nullptr;
@@ -44,7 +44,7 @@ bool isHub(platform::Device& device)
 bool startSession(std::unique_ptr<platform::Device> device)
 {
     if (device->open() != platform::success) {
-        g_ErrCode = hub_error_open;
+        g_ErrCode = hub::error_open;
         return false;
     }
     g_Dev = std::move(device);
@@ -60,7 +60,7 @@ bool HH_Open(std::uint32_t* position)
     const std::uint32_t start = position ? *position : 0;
     const auto enumeration = platform::enumerateUsbDevices();
     if (!enumeration) {
-        g_ErrCode = hub_error_enumeration;
+        g_ErrCode = hub::error_enumeration;
         return false;
     }
     std::uint16_t current = 0;
@@ -75,7 +75,7 @@ bool HH_Open(std::uint32_t* position)
             *position = current;
         return true;
     }
-    g_ErrCode = hub_error_open;
+    g_ErrCode = hub::error_open;
     return false;
 }
 
@@ -91,7 +91,7 @@ bool IsExistDevice()
 {
     const auto enumeration = platform::enumerateUsbDevices();
     if (!enumeration) {
-        g_ErrCode = hub_error_enumeration;
+        g_ErrCode = hub::error_enumeration;
         return false;
     }
     while (auto device = nextDevice(*enumeration)) {
@@ -104,9 +104,9 @@ bool IsExistDevice()
 platform::Status HH_Speed(myUSB_DEVICE_SPEED* speed)
 {
     if (!g_Dev)
-        return speed_no_session;
+        return hub::speed_no_session;
     if (!speed)
-        return speed_null_argument;
+        return hub::speed_null_argument;
     std::uint8_t code = 1;
     const platform::Status status = g_Dev->speed(&code);
     if (status != platform::success) {

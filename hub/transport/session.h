@@ -8,34 +8,16 @@
 #include <memory>
 
 #include "hub/platform/usb_platform.h"
+#include "hub/result_codes.h"
 
 /// The open hub; null when there is no session. HH_Open sets it, HH_Close releases it.
 extern std::unique_ptr<platform::Device> g_Dev;
 
-/// The last error of discovery and of ROM entry, for diagnosis; never cleared.
-extern std::int32_t g_ErrCode;
-
-/// Values of g_ErrCode.
-enum HubError : std::int32_t {
-    hub_error_enumeration = 2, ///< the operating system refused the listing
-    hub_error_plug_in = 3,     ///< a device gave no access path
-    hub_error_interface = 4,   ///< a device gave no device interface
-    hub_error_open = 5,        ///< no hub found, or opening it failed
-    hub_error_rom_mode = 12    ///< the hub would not come up in ROM mode
-};
-
-/// USB link speed of the open hub.
-enum myUSB_DEVICE_SPEED : std::uint32_t {
-    myUSB_SPEED_UNKNOWN = 0, ///< unknown, or faster than SuperSpeed
-    myUSB_SPEED_LOW = 1,
-    myUSB_SPEED_FULL = 2,
-    myUSB_SPEED_HIGH = 3, ///< USB 2
-    myUSB_SPEED_SUPER = 4 ///< USB 3
-};
-
 /// Results of HH_Speed that are not the operating system's.
+namespace hub {
 constexpr platform::Status speed_no_session = 29;
 constexpr platform::Status speed_null_argument = 4;
+} // namespace hub
 
 /// Opens the first hub at or after `*position` (0 when null), enables its vendor commands and stores its
 /// position in `*position`. False with g_ErrCode 2 when the bus cannot be listed, 5 when no hub is left or

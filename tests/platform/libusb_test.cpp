@@ -65,7 +65,7 @@ TEST_F(Libusb, WithoutADescriptorThereIsNoList)
     setrlimit(RLIMIT_NOFILE, &none);
     EXPECT_FALSE(HH_Open(nullptr));
     setrlimit(RLIMIT_NOFILE, &before);
-    EXPECT_EQ(g_ErrCode, hub_error_enumeration);
+    EXPECT_EQ(g_ErrCode, hub::error_enumeration);
 }
 
 TEST_F(Libusb, ANodeWithoutRightsIsTold)
@@ -97,7 +97,7 @@ TEST_F(Libusb, TheLockIsOnBothFacesAndGoesWithItsProcess)
     waitpid(child, &state, WUNTRACED);
     EXPECT_TRUE(WIFSTOPPED(state)) << "it has not opened the hub";
     EXPECT_FALSE(HH_Open(nullptr));
-    EXPECT_EQ(g_ErrCode, hub_error_open);
+    EXPECT_EQ(g_ErrCode, hub::error_open);
     auto all = seam::listed();
     EXPECT_EQ(all[0].second->open(), platform::exclusive_access);
     EXPECT_EQ(all[1].second->open(), platform::exclusive_access);

@@ -61,7 +61,7 @@ TEST_F(Seam, TheListKeepsItsOrderWhenDevicesRestart)
 TEST_F(Seam, FindsTheHubsAmongHundreds)
 {
     EXPECT_FALSE(HH_Open(nullptr)); // on an empty bus
-    EXPECT_EQ(g_ErrCode, hub_error_open);
+    EXPECT_EQ(g_ErrCode, hub::error_open);
     for (std::uint32_t i = 0; i < 285; ++i)
         plugIn({0x1234, 0x7305, 0, (1 + i / 15) << 24U | (1 + i % 15) << 20U});
     EXPECT_FALSE(IsExistDevice());
@@ -88,7 +88,7 @@ TEST_F(Seam, OneUserAtATime)
                         other->open(), other->close(), other->controlRequest(enable)}),
               (Statuses{no, no, success, held, held, no, no}));
     EXPECT_FALSE(HH_Open(nullptr)); // and the second hub is not tried
-    EXPECT_EQ(g_ErrCode, hub_error_open);
+    EXPECT_EQ(g_ErrCode, hub::error_open);
     EXPECT_EQ(wire(), Lines{});
     EXPECT_EQ((Statuses{user->controlRequest(enable), user->close(), user->controlRequest(enable),
                         other->open(), user->open()}),
