@@ -93,7 +93,9 @@ public:
             hub.recording->addSpeedQuery();
         return give(code, static_cast<unsigned>(platform::LinkSpeed::high));
     }
-    Status controlRequest(const ControlRequest& request) override
+
+private:
+    Status doControlRequest(const ControlRequest& request) override
     {
         if (hub.recording || hub.delay != 0)
             recordOrWait(request);
@@ -103,10 +105,10 @@ public:
             take(request);
         return success;
     }
-    Status controlRequest(const ControlRequest& request, std::uint32_t /*noDataTimeout*/,
-                          std::uint32_t /*completionTimeout*/) override
+    Status doControlRequest(const ControlRequest& request, std::uint32_t /*noDataTimeout*/,
+                            std::uint32_t /*completionTimeout*/) override
     {
-        return controlRequest(request);
+        return doControlRequest(request);
     }
 };
 

@@ -56,7 +56,8 @@ public:
     virtual Status productId(std::uint16_t* id) = 0;
 
     /// Takes the device for exclusive use by this process. `exclusive_access` when another holds it,
-    /// `not_privileged` when the user may not, `no_device` when it is gone.
+    /// `not_privileged` when the user may not, `no_device` when it is gone. Whether this process may hold one
+    /// device through two objects is the operating system's business: on Linux it may, on macOS it may not.
     virtual Status open() = 0;
     /// Ends exclusive use. `not_open` without a preceding open().
     virtual Status close() = 0;
@@ -67,11 +68,27 @@ public:
     virtual Status locationId(std::uint32_t* location) = 0;
 
     /// Sends one control request and waits for its end, as long as the operating system lets a device stay
-    /// silent (5 s). `pipe_stalled` when the device refuses it, `timeout`, `no_device`, `not_open`.
-    virtual Status controlRequest(const ControlRequest& request) = 0;
+    /// silent (5 s). `pipe_stalled` when the device refuses it, `timeout`, `no_device`, `not_open`;
+    /// `bad_argument`, with nothing sent, for a length without data.
+    Status controlRequest(const ControlRequest& request)
+    {
+        return lacksData(request) ? bad_argument : doControlRequest(request);
+    }
     /// The same with two limits in milliseconds: without any data moving, and for the whole request.
-    virtual Status controlRequest(const ControlRequest& request, std::uint32_t noDataTimeout,
-                                  std::uint32_t completionTimeout) = 0;
+    Status controlRequest(const ControlRequest& request, std::uint32_t noDataTimeout,
+                          std::uint32_t completionTimeout)
+    {
+        return lacksData(request) ? bad_argument
+                                  : doControlRequest(request, noDataTimeout, completionTimeout);
+    }
+
+private:
+    /// The operating system's part of the two, for a request that has its data.
+    virtual Status doControlRequest(const ControlRequest& request) = 0;
+    virtual Status doControlRequest(const ControlRequest& request, std::uint32_t noDataTimeout,
+                                    std::uint32_t completionTimeout) = 0;
+
+    static bool lacksData(const ControlRequest& request) { return request.length != 0 && !request.data; }
 };
 
 /// What became of one enumerated device.

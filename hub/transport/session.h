@@ -22,7 +22,7 @@ constexpr platform::Status speed_null_argument = 4;
 /// Opens the first hub at or after `*position` (0 when null), enables its vendor commands and stores its
 /// position in `*position`. False with g_ErrCode 2 when the bus cannot be listed, 5 when no hub is left or
 /// the first one cannot be opened (later hubs are not tried). A session that is still open is replaced
-/// without being closed, so call HH_Close first.
+/// without being closed; as macOS refuses to open the same hub twice, call HH_Close first.
 bool HH_Open(std::uint32_t* position);
 
 /// Ends exclusive use and releases the session; nothing when there is none.

@@ -87,13 +87,13 @@ platform::Status DeviceHandle::locationId(std::uint32_t* location)
     return answer(&DeviceTroubles::location, &DeviceTraits::location, location);
 }
 
-platform::Status DeviceHandle::controlRequest(const platform::ControlRequest& request)
+platform::Status DeviceHandle::doControlRequest(const platform::ControlRequest& request)
 {
     return send(request, default_patience);
 }
 
-platform::Status DeviceHandle::controlRequest(const platform::ControlRequest& request,
-                                              std::uint32_t noDataTimeout, std::uint32_t completionTimeout)
+platform::Status DeviceHandle::doControlRequest(const platform::ControlRequest& request,
+                                                std::uint32_t noDataTimeout, std::uint32_t completionTimeout)
 {
     return send(request, std::chrono::milliseconds(std::min(noDataTimeout, completionTimeout)));
 }
@@ -104,8 +104,6 @@ platform::Status DeviceHandle::send(const platform::ControlRequest& request, Dur
         return platform::no_device;
     if (!opened_)
         return platform::not_open;
-    if (request.length != 0 && request.data == nullptr)
-        return platform::bad_argument;
     const SetupPacket setup{request.requestType, request.request, request.value, request.index,
                             request.length};
     return link_->bus->transfer(*link_->device, setup, static_cast<std::uint8_t*>(request.data), patience);

@@ -25,11 +25,11 @@ public:
     platform::Status close() override;
     platform::Status speed(std::uint8_t* code) override;
     platform::Status locationId(std::uint32_t* location) override;
-    platform::Status controlRequest(const platform::ControlRequest& request) override;
-    platform::Status controlRequest(const platform::ControlRequest& request, std::uint32_t noDataTimeout,
-                                    std::uint32_t completionTimeout) override;
 
 private:
+    platform::Status doControlRequest(const platform::ControlRequest& request) override;
+    platform::Status doControlRequest(const platform::ControlRequest& request, std::uint32_t noDataTimeout,
+                                      std::uint32_t completionTimeout) override;
     bool gone() const { return stay_ != link_->stay; }
     template <typename Value>
     platform::Status answer(platform::Status DeviceTroubles::*trouble, Value DeviceTraits::*value,

@@ -1,10 +1,10 @@
 // What is libusb's and Linux's own, on the simulated kernel.
 #include <libusb.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
+#include <fcntl.h>
+#include <sys/file.h>
 
 #include "hub/platform/clock.h"
 #include "hub/platform/libusb/libusb_status.h"
@@ -85,24 +85,47 @@ TEST_F(Libusb, ANodeWithoutRightsIsTold)
     ASSERT_EQ(seteuid(user), 0);
 }
 
-TEST_F(Libusb, TheLockIsOnBothFacesAndGoesWithItsProcess)
+TEST_F(Libusb, TheLockIsOnBothFaces)
 {
     plugIn(seam::hub);
     plugIn(seam::second_hub);
     plugIn({0x1234, 0x0001, 0, 0x20400000});
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(HH_Open(nullptr) ? raise(SIGSTOP) : 1);
-    int state = 0;
-    waitpid(child, &state, WUNTRACED);
-    EXPECT_TRUE(WIFSTOPPED(state)) << "it has not opened the hub";
-    EXPECT_FALSE(HH_Open(nullptr));
-    EXPECT_EQ(g_ErrCode, hub::error_open);
+    world->holdElsewhere(devices[0], true);
     auto all = seam::listed();
-    EXPECT_EQ(all[0].second->open(), platform::exclusive_access);
     EXPECT_EQ(all[1].second->open(), platform::exclusive_access);
     EXPECT_EQ(all[2].second->open(), success); // another vendor's
-    kill(child, SIGKILL);
-    waitpid(child, &state, 0);
-    EXPECT_EQ(all[0].second->open(), success);
+    world->holdElsewhere(devices[0], false);
+}
+
+TEST_F(Libusb, AProcessDoesNotLockItselfOut)
+{
+    Responder& first = plugIn(seam::hub);
+    plugIn(seam::second_hub);
+    const auto locked = [] {
+        Lines nodes;
+        for (const auto& [location, node] : g_usbfs->nodes) {
+            const int fd = open(node.path.c_str(), O_RDWR);
+            if (flock(fd, LOCK_EX | LOCK_NB) != 0)
+                nodes.push_back(node.path);
+            close(fd);
+        }
+        return nodes;
+    };
+    const Lines both{"/dev/bus/usb/020/001", "/dev/bus/usb/032/001"};
+    ASSERT_TRUE(HH_Open(nullptr));
+    auto forgotten = std::move(g_Dev);
+    EXPECT_TRUE(HH_Open(nullptr)) << "a session that was not closed keeps the next one out";
+    forgotten.reset();
+    EXPECT_EQ(locked(), both) << "the end of one session unlocks another";
+    forgotten = std::move(g_Dev);
+    // The hub restarts, and its new node has the name of the old one.
+    setPresent(first, false);
+    g_usbfs->last_address.clear();
+    setPresent(first, true);
+    EXPECT_EQ(locked(), Lines{both[1]});
+    EXPECT_TRUE(HH_Open(nullptr));
+    forgotten.reset();
+    EXPECT_EQ(locked(), both);
+    HH_Close();
+    EXPECT_EQ(locked(), Lines{});
 }

@@ -62,39 +62,44 @@ TEST_F(Seam, FindsTheHubsAmongHundreds)
 {
     EXPECT_FALSE(HH_Open(nullptr)); // on an empty bus
     EXPECT_EQ(g_ErrCode, hub::error_open);
-    for (std::uint32_t i = 0; i < 285; ++i)
-        plugIn({0x1234, 0x7305, 0, (1 + i / 15) << 24U | (1 + i % 15) << 20U});
+    // Each has one of a hub's ids, but not both.
+    for (std::uint32_t i = 0; i < 285; ++i) {
+        const bool same_vendor = i % 15 == 0;
+        plugIn({static_cast<std::uint16_t>(same_vendor ? 0x2E4D : 0x1234),
+                static_cast<std::uint16_t>(same_vendor ? 0x7302 : 0x7305), 0,
+                (1 + i / 15) << 24U | (1 + i % 15) << 20U});
+    }
     EXPECT_FALSE(IsExistDevice());
     std::uint32_t position = 0;
     for (const sim::DeviceTraits& wanted : {hub, second_hub}) {
         plugIn(wanted);
-        ASSERT_TRUE(HH_Open(&position));
-        HH_Close();
+        ASSERT_TRUE(HH_Open(&position)) << "with the session before it still open";
         ++position;
     }
     EXPECT_EQ(position, 287U);
     EXPECT_FALSE(HH_Open(&position));
 }
 
-TEST_F(Seam, OneUserAtATime)
+TEST_F(Seam, OneProcessAtATime)
 {
-    plugIn(hub);
+    Responder& first = plugIn(hub);
     plugIn(second_hub);
-    auto user = std::move(listed()[0].second);
-    auto other = std::move(listed()[0].second);
-    const auto no = platform::not_open;
-    const auto held = platform::exclusive_access;
-    EXPECT_EQ((Statuses{user->close(), user->controlRequest(enable, 100, 100), user->open(), user->open(),
-                        other->open(), other->close(), other->controlRequest(enable)}),
-              (Statuses{no, no, success, held, held, no, no}));
+    const auto user = std::move(listed()[0].second);
+    constexpr auto no = platform::not_open;
+    EXPECT_EQ((Statuses{user->close(), user->controlRequest(enable, 100, 100)}), (Statuses{no, no}));
+    world->holdElsewhere(first, true);
+    wire();
+    EXPECT_EQ(user->open(), platform::exclusive_access);
+    EXPECT_EQ(user->controlRequest(enable), no);
     EXPECT_FALSE(HH_Open(nullptr)); // and the second hub is not tried
     EXPECT_EQ(g_ErrCode, hub::error_open);
     EXPECT_EQ(wire(), Lines{});
-    EXPECT_EQ((Statuses{user->controlRequest(enable), user->close(), user->controlRequest(enable),
-                        other->open(), user->open()}),
-              (Statuses{success, success, no, success, held}));
-    other.reset();
-    EXPECT_EQ(user->open(), success);
+    world->holdElsewhere(first, false);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ((Statuses{user->open(), user->open(), user->controlRequest(enable), user->close(),
+                            user->controlRequest(enable)}),
+                  (Statuses{success, platform::exclusive_access, success, success, no}));
+    }
 }
 
 TEST_F(Seam, RequestsTravelAsTheyAreAndFailuresSayWhy)
@@ -120,6 +125,17 @@ TEST_F(Seam, RequestsTravelAsTheyAreAndFailuresSayWhy)
         EXPECT_EQ(device->controlRequest(write, 40, 40), status);
         EXPECT_EQ(wire(), both);
     }
+}
+
+TEST_F(Seam, ALengthWithoutDataNeverReachesTheBus)
+{
+    plugIn(hub);
+    ASSERT_TRUE(HH_Open(nullptr));
+    wire();
+    EXPECT_EQ(HH_WriteFlash(0, nullptr, 2), platform::bad_argument);
+    EXPECT_EQ(HH_Status(nullptr, 32), platform::bad_argument);
+    EXPECT_EQ(g_Dev->controlRequest({0xC0, 0x09, 0, 0, 32, nullptr}, 40, 40), platform::bad_argument);
+    EXPECT_EQ(wire(), Lines{});
 }
 
 TEST_F(Seam, ADeviceThatLeftStaysDead)

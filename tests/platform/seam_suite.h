@@ -24,6 +24,8 @@ struct World
     virtual ~World() = default;
     /// Something came to the bus or left it.
     virtual void followBus() {}
+    /// Another process takes the device, or lets it go.
+    virtual void holdElsewhere(sim::BusDevice& device, bool held) { device.troubles.held_by_other = held; }
     /// What the back end has taken from the operating system and not given back; the count means nothing else.
     virtual long liveObjects() const { return 0; }
 };

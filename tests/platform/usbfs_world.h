@@ -5,10 +5,13 @@
 
 #include <linux/ioctl.h>
 #include <linux/usbdevice_fs.h>
+#include <sys/wait.h>
 #include <umockdev.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <map>
 
@@ -57,6 +60,17 @@ struct UsbfsWorld final : seam::World
             if (nodes.count(traits.location) == 0)
                 add(traits, std::move(device));
         }
+    }
+
+    void holdElsewhere(sim::BusDevice& /*device*/, bool held) override
+    {
+        if (held && (other_process = fork()) == 0)
+            _exit(HH_Open(nullptr) ? raise(SIGSTOP) : 1);
+        int state = 0;
+        if (!held)
+            kill(other_process, SIGKILL);
+        waitpid(other_process, &state, WUNTRACED);
+        EXPECT_EQ(WIFSTOPPED(state), held) << "the other process did not open the hub";
     }
 
     void add(const sim::DeviceTraits& traits, std::unique_ptr<platform::Device> device)
@@ -168,7 +182,8 @@ struct UsbfsWorld final : seam::World
     const std::string root = std::getenv("UMOCKDEV_DIR"); ///< what the names of files are redirected to
     std::map<unsigned, int> last_address;                 ///< by bus
     std::map<std::uint32_t, Node> nodes;                  ///< by location
-    IoctlData data;                                       ///< of the URB
+    pid_t other_process = 0;
+    IoctlData data; ///< of the URB
 };
 
 UsbfsWorld* g_usbfs = nullptr;

@@ -123,14 +123,15 @@ public:
         return statusOf((*device_)->GetLocationID(device_.get(), location));
     }
 
-    Status controlRequest(const platform::ControlRequest& request) override
+private:
+    Status doControlRequest(const platform::ControlRequest& request) override
     {
         auto system = systemRequest<IOUSBDevRequest>(request);
         return statusOf((*device_)->DeviceRequest(device_.get(), &system));
     }
 
-    Status controlRequest(const platform::ControlRequest& request, std::uint32_t noDataTimeout,
-                          std::uint32_t completionTimeout) override
+    Status doControlRequest(const platform::ControlRequest& request, std::uint32_t noDataTimeout,
+                            std::uint32_t completionTimeout) override
     {
         auto system = systemRequest<IOUSBDevRequestTO>(request);
         system.noDataTimeout = noDataTimeout;
@@ -138,7 +139,6 @@ public:
         return statusOf((*device_)->DeviceRequestTO(device_.get(), &system));
     }
 
-private:
     // Releasing the last hold on a device that is still open closes it.
     DeviceInterface device_;
 };

@@ -12,7 +12,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <map>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <tuple>
 #include <unistd.h>
 #include <utility>
@@ -54,42 +56,50 @@ PortPath portPath(libusb_device* device)
     return path;
 }
 
-/// The advisory lock on one device node.
+/// The advisory lock on one device node; the descriptor holds it.
 class NodeLock
 {
 public:
-    NodeLock() = default;
-    ~NodeLock() { release(); }
-    NodeLock(NodeLock&& other) noexcept
-        : fd_(std::exchange(other.fd_, -1))
+    explicit NodeLock(int fd)
+        : fd_(fd)
     {
     }
-    NodeLock& operator=(NodeLock&&) = delete;
-
-    Status take(libusb_device* device)
-    {
-        char node[40];
-        std::snprintf(node, sizeof node, "/dev/bus/usb/%03d/%03d", libusb_get_bus_number(device),
-                      libusb_get_device_address(device));
-        fd_ = open(node, O_RDWR | O_CLOEXEC);
-        if (fd_ < 0)
-            return errno == EACCES || errno == EPERM ? platform::not_privileged : platform::no_device;
-        if (flock(fd_, LOCK_EX | LOCK_NB) == 0)
-            return platform::success;
-        release();
-        return platform::exclusive_access;
-    }
+    ~NodeLock() { close(fd_); }
+    NodeLock(const NodeLock&) = delete;
+    NodeLock& operator=(const NodeLock&) = delete;
 
 private:
-    void release()
-    {
-        if (fd_ >= 0)
-            close(fd_);
-        fd_ = -1;
-    }
-
-    int fd_ = -1;
+    int fd_;
 };
+using SharedLock = std::shared_ptr<const NodeLock>;
+
+/// The locks of this process. The kernel refuses even a process its own lock through a second descriptor, so the
+/// process's devices share one lock a node, which goes with the last of them. A node is known by its device and
+/// inode number: its name may go to another one when a hub restarts.
+using NodeId = std::pair<dev_t, ino_t>;
+std::map<NodeId, std::weak_ptr<const NodeLock>> own_locks;
+
+/// Opens the device's node and locks it, unless this process has it locked already.
+Status lockNode(libusb_device* device, SharedLock* lock)
+{
+    char name[40];
+    std::snprintf(name, sizeof name, "/dev/bus/usb/%03d/%03d", libusb_get_bus_number(device),
+                  libusb_get_device_address(device));
+    const int fd = open(name, O_RDWR | O_CLOEXEC);
+    if (fd < 0)
+        return errno == EACCES || errno == EPERM ? platform::not_privileged : platform::no_device;
+    auto opened = std::make_shared<const NodeLock>(fd);
+    struct stat node = {};
+    fstat(fd, &node); // which an open descriptor always has
+    auto& own = own_locks[{node.st_dev, node.st_ino}];
+    *lock = own.lock();
+    if (*lock)
+        return platform::success;
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0)
+        return platform::exclusive_access;
+    own = *lock = std::move(opened);
+    return platform::success;
+}
 
 /// The locks on the nodes of a device and of all others of its vendor.
 class VendorLock
@@ -121,14 +131,14 @@ public:
 private:
     Status add(libusb_device* device)
     {
-        NodeLock lock;
-        const Status status = lock.take(device);
+        SharedLock lock;
+        const Status status = lockNode(device, &lock);
         if (status == platform::success)
             locks_.push_back(std::move(lock));
         return status;
     }
 
-    std::vector<NodeLock> locks_;
+    std::vector<SharedLock> locks_;
 };
 
 class LibusbDevice final : public platform::Device
@@ -198,20 +208,20 @@ public:
         return platform::success;
     }
 
-    Status controlRequest(const platform::ControlRequest& request) override
+private:
+    Status doControlRequest(const platform::ControlRequest& request) override
     {
-        return send(request, default_timeout_ms);
+        return transfer(request, default_timeout_ms);
     }
 
-    Status controlRequest(const platform::ControlRequest& request, std::uint32_t /*noDataTimeout*/,
-                          std::uint32_t completionTimeout) override
+    Status doControlRequest(const platform::ControlRequest& request, std::uint32_t /*noDataTimeout*/,
+                            std::uint32_t completionTimeout) override
     {
         // usbfs has one limit, for the whole request.
-        return send(request, completionTimeout);
+        return transfer(request, completionTimeout);
     }
 
-private:
-    Status send(const platform::ControlRequest& request, unsigned timeoutMs)
+    Status transfer(const platform::ControlRequest& request, unsigned timeoutMs)
     {
         if (!handle_)
             return platform::not_open;

@@ -93,6 +93,7 @@ IOReturn send(void* self, const std::string& call, const Request& r, Timeouts...
 {
     const platform::ControlRequest request{r.bmRequestType, r.bRequest, r.wValue,
                                            r.wIndex,        r.wLength,  r.pData};
+    EXPECT_TRUE(r.pData || r.wLength == 0) << call << " with a length and no data";
     const Trouble outcome = g_iokit->begin(call, g_iokit->of(self));
     const platform::Status status = g_iokit->of(self).device->controlRequest(request, timeouts...);
     return outcome.gives ? static_cast<IOReturn>(status) : outcome.result;
