@@ -37,15 +37,15 @@ void setFormLook()
 void readSettings(const QString& settingsPath, FW_Update_Tool& dialog)
 {
     const QSettings settings(settingsPath, QSettings::IniFormat);
-    debugText(resourcesDir());
+    debugFormat(resourcesDir());
     const auto text = [&settings](const char* key) { return settings.value(key, QString()).toString(); };
     dialog.scalarBinFile = text("FWFilePath/ScalarBinFile");
     dialog.hubBinFile = text("FWFilePath/HubBinFile");
     dialog.scalarBinCheckSum = text("FWFileCheckSum/ScalarBinCheckSum");
     dialog.hubBinCheckSum = text("FWFileCheckSum/HubBinCheckSum");
     dialog.modelName = text("Model/ModelName");
-    debugText(dialog.scalarBinFile);
-    debugText(dialog.hubBinFile);
+    debugFormat(dialog.scalarBinFile);
+    debugFormat(dialog.hubBinFile);
 }
 
 int runUpdateTool(int& argc, char** argv)

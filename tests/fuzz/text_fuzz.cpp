@@ -45,7 +45,7 @@ void printAsFormat(const std::string& text)
 {
     const QByteArray format = formatWithoutArguments(QByteArray::fromStdString(text));
     require(!QByteArray(format).replace("%%", "").contains('%'));
-    debugText(QString::fromLatin1(text.data(), static_cast<int>(text.size())));
+    debugFormat(QString::fromLatin1(text.data(), static_cast<int>(text.size())));
 }
 
 } // namespace
