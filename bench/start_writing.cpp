@@ -3,23 +3,20 @@
 #include "app/startup.h"
 #include "bench/answering_hub.h"
 #include "bench/first_paint.h"
-
-#include <QApplication>
-#include <QMessageBox>
-#include <QPushButton>
+#include "demo/hand.h"
 
 #include <cstring>
 
 /// Says yes to the question whether to update.
 static void confirm()
 {
-    qobject_cast<QMessageBox*>(QApplication::activeModalWidget())->button(QMessageBox::Yes)->click();
+    Hand::answer(*Hand::openBox(), "Yes");
 }
 
 static void update()
 {
     QMetaObject::invokeMethod(g_dialog, confirm, Qt::QueuedConnection);
-    g_dialog->findChild<QPushButton*>("btnUpdate")->click();
+    Hand::press(*g_dialog, "btnUpdate");
     const QByteArray image = readImage(imagePath(g_dialog->hubBinFile));
     const auto size = static_cast<std::size_t>(image.size());
     _exit(size != 0 && std::memcmp(image.constData(), bench::hub.flash.data(), size) == 0 ? 0 : 1);

@@ -1,40 +1,26 @@
 #include "stage.h"
 
-#include <QAbstractButton>
-#include <QApplication>
 #include <QCheckBox>
 #include <QDir>
-#include <QLabel>
-#include <QMessageBox>
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QTest>
-#include <QTextDocumentFragment>
 
 #include "app/startup.h"
 
 namespace {
 
-/// What a text says, without its markup and pictures.
-QString plain(const QString& text)
-{
-    return QTextDocumentFragment::fromHtml(text)
-        .toPlainText()
-        .remove(QChar::ObjectReplacementCharacter)
-        .simplified();
-}
+/// A box is answered a moment after it appeared, when it has been laid out and painted.
+constexpr int moment_ms = 30;
 
 } // namespace
 
 Stage::Stage(Narrator& narrator, const QString& picturesDir)
     : narrator_(narrator)
     , picturesDir_(picturesDir)
+    , hand_(moment_ms)
 {
-    // A box is answered a moment after it appeared, when it has been laid out and painted.
-    boxTimer_.setInterval(30);
-    connect(&boxTimer_, &QTimer::timeout, this, &Stage::answerBox);
-    boxTimer_.start();
+    hand_.before_answer = [this](QMessageBox& box) { seeBox(box); };
 }
 
 void Stage::open(const QString& settingsPath)
@@ -48,19 +34,26 @@ void Stage::open(const QString& settingsPath)
     QCoreApplication::processEvents();
 }
 
-void Stage::pressUpdate(std::deque<Answer> answers, std::deque<QString> progressPictures)
+void Stage::expect(const std::deque<Answer>& answers)
 {
-    answers_ = std::move(answers);
+    answers_ = answers;
+    hand_.answers.clear();
+    for (const Answer& answer : answers)
+        hand_.answers += answer.button;
+}
+
+void Stage::pressUpdate(const std::deque<Answer>& answers, std::deque<QString> progressPictures)
+{
+    expect(answers);
     progressPictures_ = std::move(progressPictures);
-    QTest::mouseClick(dialog_->findChild<QPushButton*>("btnUpdate"), Qt::LeftButton);
+    narrator_.check(Hand::press(*dialog_, "btnUpdate"), "\"Update\" can be pressed");
     for (const Answer& missing : answers_)
         narrator_.check(false, QString("the box \"%1\" appeared").arg(missing.title));
-    answers_.clear();
 }
 
 void Stage::tickOverride()
 {
-    QTest::mouseClick(dialog_->findChild<QCheckBox*>("chkOverride"), Qt::LeftButton, {}, QPoint(8, 8));
+    Hand::press(*dialog_, "chkOverride");
 }
 
 void Stage::picture(const QString& name)
@@ -86,30 +79,19 @@ void Stage::keep(const QImage& image, const QString& name)
     pictures_.push_back({name, image});
 }
 
-void Stage::answerBox()
+void Stage::seeBox(QMessageBox& box)
 {
-    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-    if (!box || !box->isVisible())
-        return;
-    narrator_.say(QString("box \"%1\": %2").arg(box->windowTitle(), plain(box->text())));
+    narrator_.say(QString("box \"%1\": %2").arg(box.windowTitle(), Hand::plain(box.text())));
     const Answer answer = answers_.empty() ? Answer{} : answers_.front();
-    if (box->windowTitle() != answer.title) {
+    if (box.windowTitle() != answer.title) {
         narrator_.check(false, "this box was expected");
-        box->reject();
+        hand_.answers.clear();
         return;
     }
     answers_.pop_front();
     if (!answer.picture.isEmpty())
-        keep(box->grab().toImage(), answer.picture);
-    for (QAbstractButton* button : box->buttons()) {
-        if (button->text().remove('&') != answer.button)
-            continue;
-        narrator_.say(QString("... answered with [%1]").arg(answer.button));
-        QTest::mouseClick(button, Qt::LeftButton);
-        return;
-    }
-    narrator_.check(false, QString("the box has a button [%1]").arg(answer.button));
-    box->reject();
+        keep(box.grab().toImage(), answer.picture);
+    narrator_.say(QString("... answered with [%1]").arg(answer.button));
 }
 
 void Stage::followProgress(int percent)
@@ -131,7 +113,7 @@ void Stage::followProgress(int percent)
 
 QString Stage::label(const char* name) const
 {
-    return plain(dialog_->findChild<QLabel*>(name)->text());
+    return Hand::plain(Hand::label(*dialog_, name));
 }
 
 bool Stage::updateOffered() const

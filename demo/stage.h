@@ -2,14 +2,12 @@
 #pragma once
 
 #include <QImage>
-#include <QTimer>
 #include <deque>
 #include <vector>
 
 #include "app/fw_update_tool.h"
+#include "demo/hand.h"
 #include "narrator.h"
-
-class QMessageBox;
 
 /// One message box that a story expects, the button that is pressed in it, and the name of its picture.
 struct Answer
@@ -30,10 +28,10 @@ public:
     void open(const QString& settingsPath);
     /// Presses "Update" and stays until the work is over, answering the boxes in order and taking one picture
     /// in the middle of each write.
-    void pressUpdate(std::deque<Answer> answers, std::deque<QString> progressPictures = {});
+    void pressUpdate(const std::deque<Answer>& answers, std::deque<QString> progressPictures = {});
     void tickOverride();
     /// The boxes that opening the dialog is going to show.
-    void expect(std::deque<Answer> answers) { answers_ = std::move(answers); }
+    void expect(const std::deque<Answer>& answers);
 
     void picture(const QString& name);
     /// Puts a picture that another process took on the sheet.
@@ -46,7 +44,7 @@ public:
     bool overrideOffered() const;
 
 private:
-    void answerBox();
+    void seeBox(QMessageBox& box);
     void followProgress(int percent);
     QString fileOf(const QString& name) const;
     void keep(const QImage& image, const QString& name);
@@ -64,6 +62,6 @@ private:
     std::deque<QString> progressPictures_;
     bool pictureDue_ = true;
     int progressSaid_ = 0;
-    QTimer boxTimer_;
+    Hand hand_;
     std::vector<Picture> pictures_;
 };

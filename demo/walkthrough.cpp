@@ -83,7 +83,6 @@ void wholeJob(Narrator& narrator, Stage& stage)
     narrator.check(stage.updateOffered() && stage.label("lblCurrentFW") == "Hub FW : 1.2",
                    "the hub's image is newer, so \"Update\" is offered");
 
-    narrator.say("\"Update\" is pressed.");
     stage.pressUpdate({{"Confirm to update firmware", "Yes", "confirm"},
                        {"Update Firmware", "Reset OSD Setting", "success"},
                        {"OSD Settings Reset", "OK", "osd-reset"}},

@@ -2,11 +2,10 @@
 #include "dialog_seam.h"
 
 #include "app/startup.h"
+#include "demo/hand.h"
 
 #include <QApplication>
-#include <QMessageBox>
 #include <QShowEvent>
-#include <QTimer>
 
 #include <csetjmp>
 #include <cstdlib>
@@ -67,12 +66,8 @@ FuzzDialog& fuzzDialog()
     setScreenScaling();
     new QApplication(argc, argv);
     setFormLook();
-    auto* hand = new QTimer;
-    QObject::connect(hand, &QTimer::timeout, [] {
-        if (QWidget* box = QApplication::activeModalWidget())
-            box->close();
-    });
-    hand->start(0);
+    auto* hand = new Hand;
+    hand->before_answer = [hand](QMessageBox& /*box*/) { hand->seen.clear(); };
     dialog = new FuzzDialog;
     g_dialog = dialog;
     return *dialog;

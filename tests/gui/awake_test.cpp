@@ -103,7 +103,7 @@ private slots:
             if (percent > 0 && percent < 100)
                 note(manager_.isHeld() ? "held" : "let go");
         });
-        bench.boxes.before_answer = [&](const QString& /*box*/) {
+        bench.boxes.before_answer = [&](const QMessageBox& /*box*/) {
             note(manager_.isHeld(patience) ? "held at a box" : "box");
         };
         bench.update({"Yes", "Exit"});
@@ -117,7 +117,7 @@ private slots:
         Bench bench(hubImage(2, 5), scalerImage(12, 0));
         bench.bus.faults().unplug(sim::atMatch(sim::requestIs(0x40, 0xC8), 9));
         bool held = true;
-        bench.boxes.before_answer = [&](const QString& /*box*/) { held = manager_.isHeld(patience); };
+        bench.boxes.before_answer = [&](const QMessageBox& /*box*/) { held = manager_.isHeld(patience); };
         bench.update({"Yes", "OK"});
         QCOMPARE(bench.boxes.seen.size(), 2);
         QVERIFY(!held);

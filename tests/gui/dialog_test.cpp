@@ -196,8 +196,8 @@ private slots:
     void monitorThatLeavesIsFoundMissing()
     {
         Bench bench(hub_as_it_is, scaler);
-        bench.boxes.before_answer = [&bench](const QString& box) {
-            if (box == success_box)
+        bench.boxes.before_answer = [&bench](const QMessageBox& box) {
+            if (Hand::described(box) == success_box)
                 bench.monitor.unplug();
         };
         // That the settings were reset is said in any case.

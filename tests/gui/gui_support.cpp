@@ -4,7 +4,6 @@
 #include "hub/api/hub_api.h"
 #include "tools/firmware_image.h"
 
-#include <QAbstractButton>
 #include <QDir>
 #include <QFile>
 
@@ -56,36 +55,6 @@ void writeResource(const QString& fileName, const QByteArray& bytes)
     QFile file(resourcesDir() + "/" + fileName);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
         qFatal("%s cannot be written", qPrintable(file.fileName()));
-}
-
-BoxHand::BoxHand()
-{
-    callOnTimeout(this, &BoxHand::answer);
-    start(0);
-}
-
-void BoxHand::answer()
-{
-    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-    if (box == nullptr || !box->isVisible())
-        return;
-    const QStringList icons{"plain", "information", "warning", "critical", "question"};
-    const QString wanted = answers.isEmpty() ? QString() : answers.takeFirst();
-    QStringList names;
-    QAbstractButton* pressed = nullptr;
-    for (QAbstractButton* button : box->buttons()) {
-        names += button->text().remove('&');
-        if (names.back() == wanted)
-            pressed = button;
-    }
-    const QString text = (box->textFormat() == Qt::PlainText ? "unformatted: " : "") + box->text();
-    seen +=
-        QString("%1 [%2] %3 (%4)").arg(icons.value(box->icon()), box->windowTitle(), text, names.join(", "));
-    before_answer(seen.back());
-    if (pressed != nullptr)
-        pressed->click();
-    else
-        QTest::keyClick(box, Qt::Key_Escape);
 }
 
 Bench::Bench(const sim::MonitorSetup& setup)

@@ -1,20 +1,16 @@
-/// What every test of the dialog needs: image files, a monitor with the dialog in front of it, and a hand that
-/// answers message boxes.
+/// What every test of the dialog needs: image files, and a monitor with the dialog in front of it.
 #pragma once
 
 #include "app/startup.h"
 #include "app/texts.h"
+#include "demo/hand.h"
 #include "sim/virtual_monitor.h"
 
 #include <QApplication>
-#include <QLabel>
-#include <QMessageBox>
 #include <QProgressBar>
 #include <QTest>
-#include <QTimer>
 
 #include <cstdlib>
-#include <functional>
 
 /// 64 KiB with a vendor-config block at 0xFF00 and the valid mark before it.
 QByteArray hubImage(std::uint8_t major, std::uint8_t minor);
@@ -28,21 +24,6 @@ bool scalerHolds(sim::VirtualMonitor& monitor, const QByteArray& image);
 void clearResources();
 void writeResource(const QString& fileName, const QByteArray& bytes);
 
-/// Presses the given buttons in the boxes that appear, one box after the other; a box that nobody announced
-/// is closed by Escape.
-class BoxHand : public QTimer
-{
-public:
-    BoxHand();
-    QStringList answers;
-    /// Each box as "warning [title] text (button, button)"; no tag in an "unformatted: " text is followed.
-    QStringList seen;
-    std::function<void(const QString& box)> before_answer = [](const QString&) {};
-
-private:
-    void answer();
-};
-
 /// The dialog in front of a monitor. The images are "hub.bin" and "scaler.bin".
 class Bench
 {
@@ -55,7 +36,7 @@ public:
     sim::VirtualBus bus;
     sim::VirtualMonitor monitor;
     FW_Update_Tool dialog;
-    BoxHand boxes;
+    Hand boxes;
     QVector<int> progress; ///< every value that the bar took
 
     template <class Widget>
@@ -63,8 +44,8 @@ public:
     {
         return dialog.findChild<Widget*>(name);
     }
-    QString label(const char* name) const { return find<QLabel>(name)->text(); }
-    void press(const char* button) { QTest::mouseClick(find<QWidget>(button), Qt::LeftButton); }
+    QString label(const char* name) const { return Hand::label(dialog, name); }
+    void press(const char* button) { Hand::press(dialog, button); }
     /// What is offered: "update", "exit" and "override" as far as they can be pressed, and the bar's value.
     QString offers() const;
     void showAgain();

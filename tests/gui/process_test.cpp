@@ -211,7 +211,7 @@ QString leaving(const QStringList& folders, const std::function<void()>& act)
         QDir::setCurrent(world.path());
         sim::VirtualBus bus;
         sim::VirtualMonitor monitor(bus);
-        std::optional<BoxHand> boxes; // its timer needs the application
+        std::optional<Hand> boxes; // its timer needs the application
         whenStarted = [&] {
             boxes.emplace();
             boxes->answers = QStringList{"Yes", "Reset OSD Setting", "OK"};

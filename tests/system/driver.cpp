@@ -12,17 +12,14 @@
 ///     close              closes the dialog; the program ends with status 0
 ///
 /// A step that has waited too long, or a box that no step asks for, ends the program with status 99.
-#include <QAbstractButton>
+#include "demo/hand.h"
+
 #include <QApplication>
 #include <QDialog>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QLabel>
-#include <QMessageBox>
 #include <QPointer>
 #include <QProgressBar>
-#include <QTextDocument>
-#include <QTextDocumentFragment>
 #include <QThread>
 #include <QTimer>
 
@@ -50,19 +47,6 @@ void say(const QString& text)
     std::fflush(stdout);
 }
 
-/// Without markup, pictures and line breaks.
-QString plain(const QString& text)
-{
-    QString shown = Qt::mightBeRichText(text) ? QTextDocumentFragment::fromHtml(text).toPlainText() : text;
-    return shown.remove(QChar::ObjectReplacementCharacter).simplified();
-}
-
-/// Without the mark of the key that presses it.
-QString caption(const QAbstractButton& button)
-{
-    return button.text().remove('&');
-}
-
 class Driver : public QObject
 {
 public:
@@ -84,13 +68,13 @@ private:
     void tick()
     {
         dialog_ = findDialog();
-        const auto* box = openBox();
+        const auto* box = Hand::openBox();
         if (steps_.isEmpty() || !dialog_)
             return;
         const QString verb = steps_.front().section(' ', 0, 0);
         const QString object = steps_.front().section(' ', 1);
         if (box && verb != "box" && verb != "answer")
-            giveUp(QString("the box \"%1\" was not expected").arg(box->windowTitle()));
+            giveUp("no step expects a box");
         // Done before it is taken: some steps run the program's event loop, and with it this timer.
         const QString step = steps_.takeFirst();
         if (take(verb, object))
@@ -107,11 +91,11 @@ private:
         if (verb == "expect")
             return labelShows(object.section(' ', 0, 0), object.section(' ', 1));
         if (verb == "press")
-            return press(dialog_->findChild<QAbstractButton*>(object));
+            return press(object);
         if (verb == "box")
             return boxIsOpen(object);
         if (verb == "answer")
-            return answer(object);
+            return Hand::openBox() && Hand::answer(*Hand::openBox(), object);
         if (verb == "progress")
             return dialog_->findChild<QProgressBar*>("bar1")->value() >= object.toInt();
         if (verb == "hold")
@@ -125,47 +109,33 @@ private:
 
     bool labelShows(const QString& name, const QString& text)
     {
-        const auto* label = dialog_->findChild<QLabel*>(name);
-        if (!label)
-            giveUp("no label " + name);
-        const QString shown = plain(label->text());
+        const QString shown = Hand::plain(Hand::label(*dialog_, name));
         if (!shown.contains(text))
             return false;
         say(name + ": " + shown);
         return true;
     }
 
-    /// Pressed from the event loop, as by a user: what follows may last until the end of an update.
-    bool press(QAbstractButton* button)
+    /// Pressed from the event loop: what follows may last until the end of an update, and is driven from here.
+    bool press(const QString& name)
     {
-        if (!button || !button->isEnabled() || !button->isVisible())
-            return false;
-        say("presses [" + caption(*button) + "]");
-        return QMetaObject::invokeMethod(button, "click", Qt::QueuedConnection);
+        say("presses " + name);
+        QTimer::singleShot(0, this, [this, name] {
+            if (!Hand::press(*dialog_, name))
+                giveUp(name + " cannot be pressed");
+        });
+        return true;
     }
 
     bool boxIsOpen(const QString& title)
     {
-        const auto* box = openBox();
+        const auto* box = Hand::openBox();
         if (!box)
             return false;
-        say(QString("box \"%1\": %2").arg(box->windowTitle(), plain(box->text())));
+        say(Hand::plain(Hand::described(*box)));
         if (box->windowTitle() != title)
             giveUp("this is not the box " + title);
         return true;
-    }
-
-    bool answer(const QString& text)
-    {
-        auto* box = openBox();
-        const auto buttons = box ? box->buttons() : QList<QAbstractButton*>();
-        for (QAbstractButton* button : buttons) {
-            if (caption(*button) != text)
-                continue;
-            answered_ = box;
-            return press(button);
-        }
-        return false;
     }
 
     bool hold(const QString& file)
@@ -187,20 +157,13 @@ private:
         return nullptr;
     }
 
-    /// The message box that waits for an answer; one that was answered is about to close.
-    QMessageBox* openBox() const
-    {
-        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        return box == answered_ ? nullptr : box;
-    }
-
     [[noreturn]] void giveUp(const QString& why) const
     {
         say("gives up: " + why);
-        if (const auto* box = openBox())
-            say(QString("it shows the box \"%1\": %2").arg(box->windowTitle(), plain(box->text())));
+        if (const auto* box = Hand::openBox())
+            say("it shows the box " + Hand::described(*box));
         if (dialog_)
-            say("it shows: " + plain(dialog_->findChild<QLabel*>("lblInfo")->text()));
+            say("it shows: " + Hand::plain(Hand::label(*dialog_, "lblInfo")));
         std::_Exit(gave_up);
     }
 
@@ -208,7 +171,6 @@ private:
     QTimer timer_;
     QElapsedTimer waited_;
     QPointer<QDialog> dialog_;
-    QPointer<QMessageBox> answered_;
 };
 
 void startDriver()
