@@ -10,8 +10,9 @@
 #include "hub/api/hub_api.h"
 
 #include <QCoreApplication>
-#include <QMessageBox>
+#include <QScopedValueRollback>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace {
@@ -50,13 +51,14 @@ QByteArray readConfiguredImage(const QString& fileName)
 
 void FW_Update_Tool::detectDevice()
 {
+    const QScopedValueRollback<Work> atWork(work, std::max(work, Work::detecting));
     Init();
-    if (!closeHub())
+    if (!closeHubOrReport())
         return;
     ui.chkOverride->setChecked(false);
     ui.chkOverride->hide();
     ui.btnUpdate->setEnabled(false);
-    if (!hubIsThere())
+    if (!findHubOrReport())
         return;
     OpenDevice(0);
     const FirmwareVersion running = runningHubVersion();
@@ -92,7 +94,7 @@ void FW_Update_Tool::showHubUpdate(const QString& running, const QString& offere
 
 void FW_Update_Tool::detectScaler()
 {
-    if (!selectDisplayOrSay())
+    if (!selectDisplayOrReport())
         return;
     const FirmwareVersion running = readFirmwareLevel();
     const QByteArray image = readConfiguredImage(scalarBinFile);
@@ -120,14 +122,16 @@ void FW_Update_Tool::detectScaler()
 
 void FW_Update_Tool::exitUnlessMeantForMonitor()
 {
-    const QString monitor = QString::fromLatin1(readMonitorModel()).toUpper().remove(" SERIES");
+    // With its length: a zero byte in the name counts.
+    const QByteArray name = readMonitorModel();
+    const QString monitor = QString::fromLatin1(name.constData(), name.size()).toUpper().remove(" SERIES");
     if (monitor == modelName)
         return;
     QMessageBox box(QMessageBox::Information, "Update FW Tool for QX Series",
                     "This firmwave is not for your monitor (" + monitor + ") , only for " + modelName +
                         "!!!");
     box.setTextFormat(Qt::PlainText); // both names come from outside
-    box.exec();
+    ask(box);
     std::exit(EXIT_SUCCESS); // the same end as closing the dialog
 }
 
@@ -166,10 +170,10 @@ void FW_Update_Tool::showNoHub()
 QByteArray FW_Update_Tool::readMonitorModel()
 {
     Init();
-    if (!closeHub() || !hubIsThere())
+    if (!closeHubOrReport() || !findHubOrReport())
         return {};
     OpenDevice(0);
-    if (!selectDisplayOrSay())
+    if (!selectDisplayOrReport())
         return {};
     std::uint16_t offset = 0;
     QByteArray capabilities;
@@ -190,16 +194,16 @@ QByteArray FW_Update_Tool::readMonitorModel()
 
 bool FW_Update_Tool::resetMonitorOsd()
 {
-    if (!closeHub() || !hubIsThere())
+    if (!closeHubOrReport() || !findHubOrReport())
         return false;
     OpenDevice(0);
-    if (!selectDisplayOrSay())
+    if (!selectDisplayOrReport())
         return false;
     restoreFactoryDefaults();
     return true;
 }
 
-bool FW_Update_Tool::closeHub()
+bool FW_Update_Tool::closeHubOrReport()
 {
     if (CloseDevice() != 0)
         return true;
@@ -207,7 +211,7 @@ bool FW_Update_Tool::closeHub()
     return false;
 }
 
-bool FW_Update_Tool::hubIsThere()
+bool FW_Update_Tool::findHubOrReport()
 {
     if (AvailableDevices() != 0)
         return true;
@@ -215,7 +219,7 @@ bool FW_Update_Tool::hubIsThere()
     return false;
 }
 
-bool FW_Update_Tool::selectDisplayOrSay()
+bool FW_Update_Tool::selectDisplayOrReport()
 {
     if (selectDisplay())
         return true;

@@ -1,10 +1,8 @@
 /// Construction, showing and closing of the dialog.
 #include "app/fw_update_tool.h"
 
-#include "app/texts.h"
-
 #include <QCoreApplication>
-#include <QMessageBox>
+#include <QWindow>
 
 #include <cstdlib>
 
@@ -32,6 +30,8 @@ void FW_Update_Tool::showEvent(QShowEvent* event)
 {
     // QDialog's own handler would move the window.
     QWidget::showEvent(event); // NOLINT(bugprone-parent-virtual-call)
+    if (work >= Work::detecting)
+        return;
     ui.bar1->setValue(0);
     detectDevice();
 }
@@ -45,9 +45,25 @@ void FW_Update_Tool::closeEvent(QCloseEvent* /*event*/)
     std::exit(EXIT_SUCCESS);
 }
 
+void FW_Update_Tool::reject()
+{
+    if (work != Work::updating)
+        QDialog::reject();
+}
+
 void FW_Update_Tool::showWarning(const QString& title, const QString& text)
 {
-    QMessageBox::warning(nullptr, title, text, ok_by_default, ok_by_default);
+    QMessageBox box(QMessageBox::Warning, title, text); // without a button named, it adds "OK"
+    ask(box);
+}
+
+QMessageBox::StandardButton FW_Update_Tool::ask(QMessageBox& box) const
+{
+    // The box has no parent, so that it does not take on the dialog's colours; its window has, so that the window
+    // system keeps it in front. A box that the dialog could cover would leave a dialog that looks dead.
+    box.winId(); // makes the window
+    box.windowHandle()->setTransientParent(windowHandle());
+    return static_cast<QMessageBox::StandardButton>(box.exec());
 }
 
 void updateProgress(void* /*context*/, std::uint8_t percent)

@@ -6,12 +6,14 @@
 
 #include <QByteArray>
 #include <QDialog>
+#include <QMessageBox>
 #include <QString>
 
 #include <cstdint>
 
 /// Takes its settings after construction and before the first show. Each show, also when the user restores the
-/// window, detects the monitor anew and may block for seconds. Closing it ends the process with status 0.
+/// window, detects the monitor anew and may block for seconds, unless the dialog is at work already. Closing it
+/// ends the process with status 0, at any time; Escape hides it, but not during an update.
 class FW_Update_Tool : public QDialog
 {
     Q_OBJECT
@@ -28,6 +30,12 @@ public:
 
 private:
     Ui::FW_Update_ToolClass ui{};
+
+    /// What the dialog is doing, the more delicate the later in this list. It delivers events meanwhile, and what
+    /// one of them starts must not get in the way of what is under way.
+    enum class Work { none, asking, detecting, updating };
+    Work work = Work::none;
+
     friend void updateProgress(void* context, std::uint8_t percent);
 
     void detectDevice();
@@ -46,21 +54,26 @@ private:
     bool resetMonitorOsd();
 
     /// These three tell the user before they return false.
-    static bool closeHub();
-    bool hubIsThere();
-    static bool selectDisplayOrSay();
+    bool closeHubOrReport();
+    bool findHubOrReport();
+    bool selectDisplayOrReport();
 
-    bool confirmUpdate() const;
+    bool confirmUpdate();
     bool updateHub();
     bool updateScaler();
     void offerOsdReset();
     bool beginWriting();
     void failWriting(const QString& title, const QString& text);
-    static void showWarning(const QString& title, const QString& text);
+    void showWarning(const QString& title, const QString& text);
+    /// Shows `box` in front of the dialog and waits for the answer.
+    QMessageBox::StandardButton ask(QMessageBox& box) const;
 
 public:
     explicit FW_Update_Tool(QWidget* parent = nullptr);
     ~FW_Update_Tool() override;
+
+    /// What Escape does.
+    void reject() override;
 
 protected:
     void closeEvent(QCloseEvent* event) override;

@@ -19,5 +19,8 @@ QByteArray readImage(const QString& path)
 {
     // A device file or a pipe has no end.
     QFile file(path);
-    return QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray bytes = file.readAll();
+    return file.error() == QFileDevice::NoError ? bytes : QByteArray();
 }

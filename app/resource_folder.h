@@ -12,5 +12,5 @@ QString resourcesDir();
 QString imagePath(const QString& fileName);
 
 /// All bytes of a regular file; none of anything else, as when its configured name is empty and `path` is the
-/// folder itself, and none when it cannot be opened.
+/// folder itself, and none when it cannot be opened or read to its end.
 QByteArray readImage(const QString& path);

@@ -2,6 +2,7 @@
 #include "app/startup.h"
 
 #include "app/debug_text.h"
+#include "app/process.h"
 
 #include <QApplication>
 #include <QFont>
@@ -50,6 +51,7 @@ void readSettings(const QString& settingsPath, FW_Update_Tool& dialog)
 
 int runUpdateTool(int& argc, char** argv)
 {
+    prepareProcess();
     setScreenScaling();
     const QApplication application(argc, argv);
     QGuiApplication::setDesktopFileName("com.qxseries.FWUpdateTool");
@@ -59,7 +61,7 @@ int runUpdateTool(int& argc, char** argv)
     // Never deleted: closing it ends the process, and what still runs then may use it.
     g_dialog = new FW_Update_Tool;
     const QString settingsPath = resourcesDir() + "/Config.ini";
-    // Set aside for the day the tool keeps a log; nothing is written there.
+    // Known, but nothing is written there: the log goes to standard output.
     const QString logPath =
         QStandardPaths::writableLocation(QStandardPaths::TempLocation) + "/FW_Update_Tool_log.txt";
     readSettings(settingsPath, *g_dialog);

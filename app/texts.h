@@ -2,12 +2,7 @@
 /// support, whose answers know them as they stand; the spelling is part of that.
 #pragma once
 
-#include <QMessageBox>
 #include <QString>
-
-/// As the button set of a box and as its default: no button is named, so the box adds "OK" by itself, and it
-/// is also what the Escape key presses.
-constexpr auto ok_by_default = QMessageBox::StandardButton(0x200);
 
 namespace texts {
 

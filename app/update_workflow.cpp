@@ -3,6 +3,7 @@
 #include "app/awake/stay_awake.h"
 #include "app/debug_text.h"
 #include "app/fw_update_tool.h"
+#include "app/process.h"
 #include "app/resource_folder.h"
 #include "app/texts.h"
 
@@ -11,7 +12,7 @@
 
 #include <QAbstractButton>
 #include <QCoreApplication>
-#include <QMessageBox>
+#include <QScopedValueRollback>
 
 #include <chrono>
 #include <optional>
@@ -22,10 +23,6 @@ namespace {
 constexpr std::chrono::milliseconds hub_settling_time(1000);
 /// Until the restarted scaler answers DDC/CI.
 constexpr std::chrono::milliseconds scaler_settling_time(8000);
-
-// The two updates report success differently, and the scaler's 0 is the hub's failure.
-constexpr std::int32_t hub_update_done = 1;
-constexpr std::uint32_t scaler_update_done = 0;
 
 constexpr std::int8_t as_user_code = 1;
 
@@ -59,15 +56,22 @@ std::uint32_t sizeOf(const QByteArray& image)
     return static_cast<std::uint32_t>(image.size());
 }
 
+/// Holds for the length of a write.
+struct Undisturbed
+{
+    SignalsHeldBack heldBack;
+    StayAwake awake;
+};
+
 std::int32_t writeHub(QByteArray& image)
 {
-    const StayAwake awake;
+    const Undisturbed undisturbed;
     return UpdateHubFw(bytesOf(image), sizeOf(image), updateProgress, nullptr);
 }
 
 std::uint32_t writeScaler(QByteArray& image, const ScalerParameters& parameters)
 {
-    const StayAwake awake;
+    const Undisturbed undisturbed;
     return UpdateScalarFw(bytesOf(image), sizeOf(image), parameters.outReg, parameters.cfgReg,
                           parameters.blocks, as_user_code, updateProgress, nullptr);
 }
@@ -76,8 +80,12 @@ std::uint32_t writeScaler(QByteArray& image, const ScalerParameters& parameters)
 
 void FW_Update_Tool::updateFW()
 {
+    if (work != Work::none)
+        return;
+    const QScopedValueRollback<Work> atWork(work, Work::asking);
     if (!confirmUpdate())
         return;
+    work = Work::updating;
     Init();
     if (hubNewer && !updateHub())
         return;
@@ -94,13 +102,15 @@ void FW_Update_Tool::allowUpdateOldVersion()
     ui.btnUpdate->setEnabled(ui.chkOverride->isChecked());
 }
 
-bool FW_Update_Tool::confirmUpdate() const
+bool FW_Update_Tool::confirmUpdate()
 {
     const QString question = ui.chkOverride->isChecked()
                                  ? tr("Are you sure you want to downgrade your firmware to the old version?")
                                  : tr("Are you sure you want to update your firmware to the latest version?");
-    return QMessageBox::question(nullptr, "Confirm to update firmware", question,
-                                 QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) == QMessageBox::Yes;
+    QMessageBox box(QMessageBox::Question, "Confirm to update firmware", question,
+                    QMessageBox::Yes | QMessageBox::No);
+    box.setDefaultButton(QMessageBox::Yes);
+    return ask(box) == QMessageBox::Yes;
 }
 
 bool FW_Update_Tool::updateHub()
@@ -108,13 +118,16 @@ bool FW_Update_Tool::updateHub()
     if (!beginWriting())
         return false;
     QByteArray image = readImage(imagePath(hubBinFile));
-    OpenDevice(0);
-    ui.bar1->setValue(0);
-    const std::int32_t result = writeHub(image);
-    debugText("Update Hub Resulte :" + QString::number(result));
-    CloseDevice();
-    image.clear(); // detection reads it again
-    if (result != hub_update_done) {
+    std::int32_t result = hub::hub_update_failed;
+    if (!image.isEmpty()) { // or else gone since it was offered, and an erased hub is worse than an old one
+        OpenDevice(0);
+        ui.bar1->setValue(0);
+        result = writeHub(image);
+        debugText("Update Hub Resulte :" + QString::number(result));
+        CloseDevice();
+        image.clear(); // detection reads it again
+    }
+    if (result != hub::hub_update_success) {
         failWriting("Update Hub FW Failed",
                     "Monitor Hub Firmware update failed , please close the application "
                     "and retry again !");
@@ -141,7 +154,7 @@ bool FW_Update_Tool::updateScaler()
     const std::uint32_t result = writeScaler(image, *parameters);
     CloseDevice();
     image.clear(); // detection reads it again
-    if (result != scaler_update_done) {
+    if (result != hub::scaler_update_success) {
         failWriting("Update Scalar FW Failed", "Monitor Scalar Firmware update failed, please close the "
                                                "application and retry again !");
         return false;
@@ -156,9 +169,10 @@ bool FW_Update_Tool::beginWriting()
 {
     ui.btnUpdate->setEnabled(false);
     ui.btnExit->setEnabled(false);
+    ui.chkOverride->setEnabled(false);
     ui.lblInfo->setText(texts::busy());
     QCoreApplication::processEvents();
-    return closeHub();
+    return closeHubOrReport();
 }
 
 void FW_Update_Tool::failWriting(const QString& title, const QString& text)
@@ -176,11 +190,11 @@ void FW_Update_Tool::offerOsdReset()
         QMessageBox::Yes | QMessageBox::No, nullptr, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
     box.button(QMessageBox::Yes)->setText("Reset OSD Setting");
     box.button(QMessageBox::No)->setText("Exit");
-    if (box.exec() != QMessageBox::Yes)
+    if (ask(box) != QMessageBox::Yes)
         return;
     // The display acknowledges nothing, so there is no result worth telling.
     resetMonitorOsd();
-    QMessageBox::information(nullptr, tr("OSD Settings Reset"),
-                             tr("Your monitor OSD Settings has been reset successfully."), QMessageBox::Ok,
-                             QMessageBox::NoButton);
+    QMessageBox done(QMessageBox::Information, tr("OSD Settings Reset"),
+                     tr("Your monitor OSD Settings has been reset successfully."), QMessageBox::Ok);
+    ask(done);
 }

@@ -9,14 +9,14 @@
 
 namespace {
 
-constexpr int patience = 2000; ///< milliseconds
+constexpr int patience = 2000; ///< milliseconds for the manager, once the bus itself has answered
 
 /// Invalid where no manager answers or it does not grant the lock, as to a user who is not at the seat.
 QDBusUnixFileDescriptor takeLock()
 {
     auto request = QDBusMessage::createMethodCall("org.freedesktop.login1", "/org/freedesktop/login1",
                                                   "org.freedesktop.login1.Manager", "Inhibit");
-    request << "sleep:idle:handle-lid-switch"
+    request << "shutdown:sleep:idle:handle-lid-switch"
             << "FW_Update_Tool"
             << "The monitor's firmware is being written"
             << "block";

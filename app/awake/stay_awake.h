@@ -1,5 +1,6 @@
-/// Keeps the computer from going to sleep while a flash is written: a bus that is suspended in mid write leaves
-/// the monitor without firmware. How the operating system is asked is the program's choice (fw_awake).
+/// Keeps the computer from going to sleep or being shut down while a flash is written: a bus that is suspended in
+/// mid write leaves the monitor without firmware. How the operating system is asked is the program's choice
+/// (fw_awake).
 #pragma once
 
 #include <memory>
@@ -10,7 +11,9 @@
 class StayAwake
 {
 public:
-    /// May block for as long as the operating system's power manager takes to answer, 2 s at most.
+    /// Asks the operating system's power manager, which takes milliseconds. On Linux a manager that does not answer
+    /// is given 2 s; a system bus that accepts the connection and then says nothing blocks for as long as the D-Bus
+    /// library has patience with it, 25 s and more.
     StayAwake();
     ~StayAwake();
     StayAwake(const StayAwake&) = delete;

@@ -108,7 +108,7 @@ private slots:
         };
         bench.update({"Yes", "Exit"});
         QCOMPARE(held, QStringList({"box", "held", "box"}));
-        const QString lock = "sleep:idle:handle-lid-switch / FW_Update_Tool / block";
+        const QString lock = "shutdown:sleep:idle:handle-lid-switch / FW_Update_Tool / block";
         QCOMPARE(manager_.asked, QStringList({lock, lock}));
     }
 

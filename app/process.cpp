@@ -1,0 +1,56 @@
+/// A mask would hold signals back in one thread only, and the toolkit, libusb and D-Bus have threads of their own;
+/// a handler that remembers works for all of them.
+#include "app/process.h"
+
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int held_signals[] = {SIGINT, SIGHUP, SIGTERM};
+constexpr int signal_count = sizeof held_signals / sizeof *held_signals;
+
+struct sigaction before[signal_count];
+volatile std::sig_atomic_t received = 0;
+
+void remember(int number)
+{
+    if (received == 0)
+        received = number;
+}
+
+} // namespace
+
+void prepareProcess()
+{
+    // Without this the next file that is opened, perhaps a device node, would become standard output.
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (fcntl(fd, F_GETFD) == -1)
+            open("/dev/null", O_RDWR); // takes the lowest number that is free: this one
+    }
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+SignalsHeldBack::SignalsHeldBack()
+{
+    received = 0;
+    struct sigaction action = {};
+    action.sa_handler = remember;
+    action.sa_flags = SA_RESTART;
+    for (int i = 0; i < signal_count; ++i) {
+        sigaction(held_signals[i], nullptr, &before[i]);
+        if (before[i].sa_handler != SIG_IGN)
+            sigaction(held_signals[i], &action, nullptr);
+    }
+}
+
+SignalsHeldBack::~SignalsHeldBack()
+{
+    for (int i = 0; i < signal_count; ++i)
+        sigaction(held_signals[i], &before[i], nullptr);
+    if (received != 0)
+        std::raise(received);
+}
