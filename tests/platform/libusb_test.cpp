@@ -1,39 +1,160 @@
-// What is libusb's and Linux's own, on the simulated kernel.
+// The libusb of the machine on a simulated kernel. umockdev, with whose preload library the program is linked,
+// shows it sysfs files and device nodes (the kernel's ABI/*/sysfs-bus-usb); control transfers go to the virtual bus.
+#include <fcntl.h>
 #include <libusb.h>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <umockdev.h>
 #include <unistd.h>
 
-#include <fcntl.h>
-#include <sys/file.h>
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <map>
 
-#include "hub/platform/clock.h"
 #include "hub/platform/libusb/libusb_status.h"
-#include "usbfs_world.h"
+#include "seam_suite.h"
 
 using Libusb = seam::Seam;
 using platform::success;
 
-unsigned g_timeout = 0; // of the last control transfer
+namespace {
+
+std::string nodePath(int bus, int address)
+{
+    return format("/dev/bus/usb/%03d/%03d", bus, address);
+}
+
+/// "/devices/1-2.3" for 0x01230000.
+std::string sysfsPath(std::uint32_t location)
+{
+    std::string path = format("/devices/%u-%u", location >> 24U, location >> 20U & 0xFU);
+    for (std::uint32_t ports = location << 12U; ports != 0; ports <<= 4U)
+        path += format(".%u", ports >> 28U);
+    return path;
+}
+
+struct LinuxWorld final : seam::World
+{
+    struct Node
+    {
+        std::string path;
+        sim::BusDevice* device;
+    };
+
+    explicit LinuxWorld(sim::VirtualBus& virtual_bus)
+        : bus(virtual_bus)
+    {
+        // Without a folder here, names are looked up among the machine's own devices.
+        std::filesystem::create_directories(root + "/dev/bus/usb");
+    }
+
+    void follow(sim::BusDevice& device, bool present) override
+    {
+        constexpr const char* megabits[] = {"1.5", "12", "480", "5000", "10000"};
+        const sim::DeviceTraits& traits = device.traits;
+        const std::string place = sysfsPath(traits.location);
+        if (!present) {
+            std::filesystem::remove(root + nodes.at(traits.location).path);
+            umockdev_testbed_remove_device(testbed.get(), ("/sys" + place).c_str());
+            nodes.erase(traits.location);
+            return;
+        }
+        const int number = static_cast<int>(traits.location >> 24U);
+        const int address = ++last_address[number];
+        const std::string path = nodePath(number, address);
+        const auto swapped = [](unsigned word) { return word >> 8U | (word & 0xFFU) << 8U; };
+        const std::string record =
+            "P: " + place + "\nN: " + path.substr(5) + "\nE: DEVNAME=" + path +
+            "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nA: bConfigurationValue=1\\n\n" +
+            format("A: busnum=%d\\n\nA: devnum=%d\\n\nA: speed=%s\\n\n", number, address,
+                   megabits[traits.speed]) +
+            format("H: descriptors=1201000209000040%04X%04X000100000001", swapped(traits.vendor_id),
+                   swapped(traits.product_id)) +
+            "09020900000100E000\n"; // a configuration without interfaces
+        EXPECT_TRUE(umockdev_testbed_add_from_string(testbed.get(), record.c_str(), nullptr)) << record;
+        nodes[traits.location] = {path, &device};
+    }
+
+    void holdElsewhere(sim::BusDevice& /*device*/, bool held) override
+    {
+        if (held && (other_process = fork()) == 0)
+            _exit(HH_Open(nullptr) ? raise(SIGSTOP) : 1);
+        if (!held)
+            kill(other_process, SIGKILL);
+        int state = 0;
+        waitpid(other_process, &state, WUNTRACED);
+        EXPECT_EQ(WIFSTOPPED(state), held) << "the other process did not open the hub";
+    }
+
+    /// Device nodes and the timers of libusb's contexts.
+    long liveObjects() const override
+    {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return std::count_if(begin(all), end(all), [this](const auto& entry) {
+            std::error_code gone;
+            const std::string target = std::filesystem::read_symlink(entry, gone);
+            return target.rfind(root + "/dev/", 0) == 0 || target == "anon_inode:[timerfd]";
+        });
+    }
+
+    /// The nodes that a process has to itself.
+    Lines locked() const
+    {
+        Lines paths;
+        for (const auto& [location, node] : nodes) {
+            const int fd = open(node.path.c_str(), O_RDWR);
+            if (flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+                paths.push_back(node.path);
+            close(fd);
+        }
+        return paths;
+    }
+
+    int transfer(const std::string& path, const sim::SetupPacket& setup, std::uint8_t* data)
+    {
+        const std::map<platform::Status, int> results{{success, setup.length},
+                                                      {platform::pipe_stalled, LIBUSB_ERROR_PIPE},
+                                                      {platform::timeout, LIBUSB_ERROR_TIMEOUT},
+                                                      {platform::no_device, LIBUSB_ERROR_NO_DEVICE}};
+        for (const auto& [location, node] : nodes) {
+            if (node.path == path)
+                return results.at(bus.transfer(*node.device, setup, data, {}));
+        }
+        return LIBUSB_ERROR_NO_DEVICE;
+    }
+
+    sim::VirtualBus& bus;
+    std::shared_ptr<UMockdevTestbed> testbed{umockdev_testbed_new(), g_object_unref};
+    const std::string root = std::getenv("UMOCKDEV_DIR"); ///< what the names of files are redirected to
+    std::map<int, int> last_address;                      ///< by bus
+    std::map<std::uint32_t, Node> nodes;                  ///< by location
+    pid_t other_process = 0;
+    unsigned timeout = 0; ///< of the last control transfer
+};
+
+LinuxWorld* g_linux = nullptr;
+const Lines both_hubs{"/dev/bus/usb/020/001", "/dev/bus/usb/032/001"};
+
+} // namespace
 
 std::unique_ptr<seam::World> seam::makeWorld(sim::VirtualBus& bus)
 {
-    return std::unique_ptr<World>(g_usbfs = new UsbfsWorld(bus));
+    return std::unique_ptr<World>(g_linux = new LinuxWorld(bus));
 }
 
-void platform::sleepFor(std::chrono::microseconds duration)
-{
-    sim::VirtualBus::current()->clock().advance(duration);
-    g_usbfs->followBus();
-}
-
-// The linker puts the one between the platform and libusb, and calls libusb's own the other.
-extern "C" decltype(libusb_control_transfer) __real_libusb_control_transfer, __wrap_libusb_control_transfer;
+// The linker puts this in the place of libusb's own.
+extern "C" decltype(libusb_control_transfer) __wrap_libusb_control_transfer;
 int __wrap_libusb_control_transfer(libusb_device_handle* handle, std::uint8_t type, std::uint8_t request,
                                    std::uint16_t value, std::uint16_t index, unsigned char* data,
                                    std::uint16_t length, unsigned timeout)
 {
-    g_timeout = timeout;
-    return __real_libusb_control_transfer(handle, type, request, value, index, data, length, timeout);
+    libusb_device* const device = libusb_get_device(handle);
+    g_linux->timeout = timeout;
+    return g_linux->transfer(nodePath(libusb_get_bus_number(device), libusb_get_device_address(device)),
+                             {type, request, value, index, length}, data);
 }
 
 TEST(LibusbStatus, EachErrorHasItsNumber)
@@ -52,9 +173,9 @@ TEST_F(Libusb, ARequestHasFiveSecondsOrItsOwnLimit)
 {
     plugIn(seam::hub);
     ASSERT_TRUE(HH_Open(nullptr));
-    EXPECT_EQ(g_timeout, 5000U);
+    EXPECT_EQ(g_linux->timeout, 5000U);
     EXPECT_EQ(g_Dev->controlRequest(seam::enable, 1, 10000), success);
-    EXPECT_EQ(g_timeout, 10000U);
+    EXPECT_EQ(g_linux->timeout, 10000U);
 }
 
 TEST_F(Libusb, WithoutADescriptorThereIsNoList)
@@ -68,64 +189,50 @@ TEST_F(Libusb, WithoutADescriptorThereIsNoList)
     EXPECT_EQ(g_ErrCode, hub::error_enumeration);
 }
 
-TEST_F(Libusb, ANodeWithoutRightsIsTold)
-{
-    using std::filesystem::perms;
-    plugIn(seam::hub);
-    const std::string path = g_usbfs->nodes.at(seam::hub.location).path;
-    std::filesystem::permissions(g_usbfs->root + path, perms::owner_read);
-    // Only the node is to turn anybody away, not umockdev's socket.
-    for (const std::string& open : {std::string(), "/ioctl" + path})
-        std::filesystem::permissions(g_usbfs->root + open, perms::all);
-    const auto device = std::move(seam::listed()[0].second);
-    const uid_t user = geteuid();
-    constexpr uid_t nobody = 65534;
-    ASSERT_EQ(user == 0 ? seteuid(nobody) : 0, 0); // root may open everything
-    EXPECT_EQ(device->open(), platform::not_privileged);
-    ASSERT_EQ(seteuid(user), 0);
-}
-
-TEST_F(Libusb, TheLockIsOnBothFaces)
+TEST_F(Libusb, ANodeThatCannotBeOpenedLeavesNothingLocked)
 {
     plugIn(seam::hub);
     plugIn(seam::second_hub);
+    std::filesystem::remove(g_linux->root + both_hubs[0]);
+    std::filesystem::create_directory(g_linux->root + both_hubs[0]); // which turns away even root
+    EXPECT_FALSE(HH_Open(nullptr));
+    EXPECT_EQ(g_linux->locked(), Lines{});
+}
+
+TEST_F(Libusb, TheLockIsOnAllNodesOfTheVendor)
+{
+    Responder& first = plugIn(seam::hub);
+    plugIn(seam::second_hub);
     plugIn({0x1234, 0x0001, 0, 0x20400000});
-    world->holdElsewhere(devices[0], true);
-    auto all = seam::listed();
-    EXPECT_EQ(all[1].second->open(), platform::exclusive_access);
-    EXPECT_EQ(all[2].second->open(), success); // another vendor's
-    world->holdElsewhere(devices[0], false);
+    world->holdElsewhere(first, true);
+    EXPECT_EQ(g_linux->locked(), both_hubs);
+    // What comes back is a new node, but the other process is still at the other face.
+    setPresent(first, false);
+    setPresent(first, true);
+    EXPECT_FALSE(HH_Open(nullptr));
+    EXPECT_EQ(g_linux->locked(), Lines{both_hubs[1]});
+    world->holdElsewhere(first, false);
+    EXPECT_TRUE(HH_Open(nullptr));
 }
 
 TEST_F(Libusb, AProcessDoesNotLockItselfOut)
 {
     Responder& first = plugIn(seam::hub);
     plugIn(seam::second_hub);
-    const auto locked = [] {
-        Lines nodes;
-        for (const auto& [location, node] : g_usbfs->nodes) {
-            const int fd = open(node.path.c_str(), O_RDWR);
-            if (flock(fd, LOCK_EX | LOCK_NB) != 0)
-                nodes.push_back(node.path);
-            close(fd);
-        }
-        return nodes;
-    };
-    const Lines both{"/dev/bus/usb/020/001", "/dev/bus/usb/032/001"};
     ASSERT_TRUE(HH_Open(nullptr));
     auto forgotten = std::move(g_Dev);
     EXPECT_TRUE(HH_Open(nullptr)) << "a session that was not closed keeps the next one out";
     forgotten.reset();
-    EXPECT_EQ(locked(), both) << "the end of one session unlocks another";
+    EXPECT_EQ(g_linux->locked(), both_hubs) << "the end of one session unlocks another";
     forgotten = std::move(g_Dev);
     // The hub restarts, and its new node has the name of the old one.
     setPresent(first, false);
-    g_usbfs->last_address.clear();
+    g_linux->last_address.clear();
     setPresent(first, true);
-    EXPECT_EQ(locked(), Lines{both[1]});
+    EXPECT_EQ(g_linux->locked(), Lines{both_hubs[1]});
     EXPECT_TRUE(HH_Open(nullptr));
     forgotten.reset();
-    EXPECT_EQ(locked(), both);
+    EXPECT_EQ(g_linux->locked(), both_hubs);
     HH_Close();
-    EXPECT_EQ(locked(), Lines{});
+    EXPECT_EQ(g_linux->locked(), Lines{});
 }

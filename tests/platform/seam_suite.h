@@ -1,6 +1,6 @@
 /// The contract of the operating-system seam as cases that every back end has to pass. seam_cases.cpp is linked
 /// into one program a back end, together with a World: the simulated operating system that the back end believes
-/// to run on. What is plugged in is the virtual bus; a World puts an operating system's face on it.
+/// to run on. It shows the back end what is plugged into the virtual bus.
 #pragma once
 
 #include <deque>
@@ -14,16 +14,12 @@ constexpr sim::DeviceTraits hub{0x2E4D, 0x0305, 2, 0x14100000};
 constexpr sim::DeviceTraits second_hub{0x2E4D, 0x7305, 3, 0x20300000};
 constexpr platform::ControlRequest enable{0x40, 0x02, 1, 0x2E4D, 0, nullptr};
 
-using Listed = std::vector<std::pair<sim::DeviceTraits, std::unique_ptr<platform::Device>>>;
-/// All devices of an enumeration in order, with what they say of themselves.
-Listed listed(std::unique_ptr<platform::Enumeration> enumeration = platform::enumerateUsbDevices());
-
 /// As it stands it is the virtual bus itself.
 struct World
 {
     virtual ~World() = default;
-    /// Something came to the bus or left it.
-    virtual void followBus() {}
+    /// The device came to the bus or left it.
+    virtual void follow(sim::BusDevice& /*device*/, bool /*present*/) {}
     /// Another process takes the device, or lets it go.
     virtual void holdElsewhere(sim::BusDevice& device, bool held) { device.troubles.held_by_other = held; }
     /// What the back end has taken from the operating system and not given back; the count means nothing else.
@@ -33,25 +29,29 @@ struct World
 /// The World of the back end that the program is linked with.
 std::unique_ptr<World> makeWorld(sim::VirtualBus& bus);
 
+using Listed = std::vector<std::pair<sim::DeviceTraits, std::unique_ptr<platform::Device>>>;
+/// All devices of an enumeration in order, with what they say of themselves.
+Listed listed(std::unique_ptr<platform::Enumeration> enumeration = platform::enumerateUsbDevices());
+
 struct Seam : HubTest
 {
     void TearDown() override
     {
         g_Dev.reset();
-        EXPECT_EQ(world->liveObjects(), 0);
+        EXPECT_EQ(world->liveObjects(), 0) << "objects of the operating system are left behind";
     }
     /// The hub of a device, if it hangs on one, is plugged in before it.
     Responder& plugIn(const sim::DeviceTraits& traits)
     {
         bus.attach(devices.emplace_back(traits));
-        world->followBus();
+        world->follow(devices.back(), true);
         return devices.back();
     }
     /// What comes back is a new device.
     void setPresent(Responder& device, bool present)
     {
         device.setPresent(present);
-        world->followBus();
+        world->follow(device, present);
     }
 
     std::deque<Responder> devices;

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <map>
@@ -56,7 +55,7 @@ PortPath portPath(libusb_device* device)
     return path;
 }
 
-/// The advisory lock on one device node; the descriptor holds it.
+/// A descriptor of a device node, and with it the advisory lock on the node.
 class NodeLock
 {
 public:
@@ -71,7 +70,6 @@ public:
 private:
     int fd_;
 };
-using SharedLock = std::shared_ptr<const NodeLock>;
 
 /// The locks of this process. The kernel refuses even a process its own lock through a second descriptor, so the
 /// process's devices share one lock a node, which goes with the last of them. A node is known by its device and
@@ -79,66 +77,55 @@ using SharedLock = std::shared_ptr<const NodeLock>;
 using NodeId = std::pair<dev_t, ino_t>;
 std::map<NodeId, std::weak_ptr<const NodeLock>> own_locks;
 
-/// Opens the device's node and locks it, unless this process has it locked already.
-Status lockNode(libusb_device* device, SharedLock* lock)
-{
-    char name[40];
-    std::snprintf(name, sizeof name, "/dev/bus/usb/%03d/%03d", libusb_get_bus_number(device),
-                  libusb_get_device_address(device));
-    const int fd = open(name, O_RDWR | O_CLOEXEC);
-    if (fd < 0)
-        return errno == EACCES || errno == EPERM ? platform::not_privileged : platform::no_device;
-    auto opened = std::make_shared<const NodeLock>(fd);
-    struct stat node = {};
-    fstat(fd, &node); // which an open descriptor always has
-    auto& own = own_locks[{node.st_dev, node.st_ino}];
-    *lock = own.lock();
-    if (*lock)
-        return platform::success;
-    if (flock(fd, LOCK_EX | LOCK_NB) != 0)
-        return platform::exclusive_access;
-    own = *lock = std::move(opened);
-    return platform::success;
-}
-
-/// The locks on the nodes of a device and of all others of its vendor.
+/// The locks on the nodes of all devices of a vendor.
 class VendorLock
 {
 public:
-    Status take(libusb_context* context, libusb_device* device, std::uint16_t vendorId)
+    /// `exclusive_access` when another process has one of them.
+    Status take(libusb_context* context, std::uint16_t vendorId)
     {
-        Status status = add(device);
+        bool taken = true;
         libusb_device** list = nullptr;
         const ssize_t count = libusb_get_device_list(context, &list);
-        for (ssize_t i = 0; status == platform::success && i < count; ++i) {
+        for (ssize_t i = 0; taken && i < count; ++i) {
             libusb_device_descriptor descriptor{};
-            const bool other = list[i] != device &&
-                               libusb_get_device_descriptor(list[i], &descriptor) == LIBUSB_SUCCESS &&
-                               descriptor.idVendor == vendorId;
-            // Only what another copy holds counts: a node that has gone or is not the user's is nobody's.
-            if (other && add(list[i]) == platform::exclusive_access)
-                status = platform::exclusive_access;
+            libusb_get_device_descriptor(list[i], &descriptor);
+            if (descriptor.idVendor == vendorId)
+                taken = add(list[i]);
         }
-        if (count >= 0)
-            libusb_free_device_list(list, 1);
-        if (status != platform::success)
-            release();
-        return status;
+        libusb_free_device_list(list, 1);
+        if (taken)
+            return platform::success;
+        release();
+        return platform::exclusive_access;
     }
 
     void release() { locks_.clear(); }
 
 private:
-    Status add(libusb_device* device)
+    /// False when another process has the node. One that has gone or is not the user's is nobody's.
+    bool add(libusb_device* device)
     {
-        SharedLock lock;
-        const Status status = lockNode(device, &lock);
-        if (status == platform::success)
-            locks_.push_back(std::move(lock));
-        return status;
+        char name[40];
+        std::snprintf(name, sizeof name, "/dev/bus/usb/%03d/%03d", libusb_get_bus_number(device),
+                      libusb_get_device_address(device));
+        const int fd = open(name, O_RDWR | O_CLOEXEC);
+        if (fd < 0)
+            return true;
+        auto lock = std::make_shared<const NodeLock>(fd);
+        struct stat node = {};
+        fstat(fd, &node); // which an open descriptor always has
+        auto& own = own_locks[{node.st_dev, node.st_ino}];
+        if (const auto shared = own.lock())
+            lock = shared;
+        else if (flock(fd, LOCK_EX | LOCK_NB) != 0)
+            return false;
+        own = lock;
+        locks_.push_back(std::move(lock));
+        return true;
     }
 
-    std::vector<SharedLock> locks_;
+    std::vector<std::shared_ptr<const NodeLock>> locks_;
 };
 
 class LibusbDevice final : public platform::Device
@@ -167,7 +154,7 @@ public:
     {
         if (handle_)
             return platform::exclusive_access;
-        const Status locked = lock_.take(context_.get(), device_.get(), descriptor_.idVendor);
+        const Status locked = lock_.take(context_.get(), descriptor_.idVendor);
         if (locked != platform::success)
             return locked;
         libusb_device_handle* handle = nullptr;

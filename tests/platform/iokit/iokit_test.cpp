@@ -1,13 +1,13 @@
 // What is IOKit's own: the calls and their order, and what becomes of each that fails. That every object is
 // released once on every way out is held by the World.
 #include "hub/transport/control_pipe.h"
-#include "scripted_world.h"
+#include "iokit/scripted_iokit.h"
 
 using Iokit = seam::Seam;
 
 std::unique_ptr<seam::World> seam::makeWorld(sim::VirtualBus& /*bus*/)
 {
-    return std::unique_ptr<World>(g_iokit = new ScriptedWorld);
+    return std::make_unique<ScriptedWorld>();
 }
 
 TEST_F(Iokit, MakesTheseCallsFromTheScanToTheClose)
@@ -19,13 +19,17 @@ TEST_F(Iokit, MakesTheseCallsFromTheScanToTheClose)
     Proxy_SendVendorCmd2(0x40, 0x01, 2, 3, 0, nullptr);
     EXPECT_EQ(g_Dev->controlRequest(seam::enable, 1, 2), platform::success);
     HH_Close();
-    const Lines device{"IOIteratorNext",    "IOCreatePlugIn 9D C2", "IOObjectRelease service",
-                       "QueryInterface 5C", "Release plug-in",      "device v",
+    const Lines device{"IOIteratorNext",
+                       "IOCreatePlugIn user client, plug-in",
+                       "IOObjectRelease service",
+                       "QueryInterface device interface",
+                       "Release plug-in",
+                       "device v",
                        "device p"};
-    EXPECT_EQ(g_iokit->calls, (Lines{"IOServiceMatching IOUSBDevice", "IOServiceGetMatchingServices 0"} +
-                               device + Lines{"Release device"} + device +
-                               Lines{"device o", "request", "IOObjectRelease iterator", "request 10000 10000",
-                                     "request 1 2", "device c", "Release device"}));
+    EXPECT_EQ(g_calls, (Lines{"IOServiceMatching IOUSBDevice", "IOServiceGetMatchingServices 0"} + device +
+                        Lines{"Release device"} + device +
+                        Lines{"device o", "request", "IOObjectRelease iterator", "request 10000 10000",
+                              "request 1 2", "device c", "Release device"}));
 }
 
 TEST_F(Iokit, ACallThatFailsHasItsConsequence)
@@ -46,19 +50,20 @@ TEST_F(Iokit, ACallThatFailsHasItsConsequence)
         {{"QueryInterface", kIOReturnError}, second, 4},
         {{"QueryInterface"}, second, 4},
         {{"device v", kIOReturnNoDevice}, second, 0},
+        {{"device p", kIOReturnNoDevice}, first, 0}, // an id that cannot be read counts as 0
         {{"device o", kIOReturnExclusiveAccess}, none, 5},
         {{"request", kIOUSBPipeStalled}, first, 0},
         {{"device l", kIOReturnNoDevice}, none, 0}};
     for (const auto& [trouble, where, code] : table) {
         SCOPED_TRACE(trouble.call + " " + std::to_string(trouble.result));
-        g_iokit->trouble = trouble;
+        g_trouble = trouble;
         g_ErrCode = 0;
         std::uint32_t location = none;
         HH_Open(nullptr);
         EXPECT_EQ(HH_GetLocation(&location), where != none);
         EXPECT_EQ(location, where);
         EXPECT_EQ(g_ErrCode, code);
-        EXPECT_EQ(g_iokit->trouble.call, ""); // it was met
+        EXPECT_EQ(g_trouble.call, ""); // it was met
         HH_Close();
         EXPECT_EQ(world->liveObjects(), 0);
     }

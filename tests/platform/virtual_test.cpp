@@ -1,4 +1,4 @@
-// The seam on the virtual bus, which needs no other face.
+// The virtual bus needs no other face.
 #include "seam_suite.h"
 
 std::unique_ptr<seam::World> seam::makeWorld(sim::VirtualBus& /*bus*/)
