@@ -3,10 +3,7 @@
 
 namespace {
 
-constexpr int hub_version_at = 0x7EF9;
-constexpr int scaler_version_at = 0xF900;
-constexpr int scaler_model_at = 0xF906;
-constexpr int scaler_model_size = 20;
+using namespace image_layout;
 
 int signedByteAt(const QByteArray& image, int offset)
 {

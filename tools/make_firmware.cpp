@@ -1,279 +1,175 @@
-/// Command line of make_firmware: builds images for trials of the updater, and prints what an image file
-/// holds. Exit status: 0 done, 1 an operation failed, 2 wrong usage.
+/// make_firmware: builds firmware images for trials of the updater, and prints what an image file holds.
+/// Exit status: 0 done, 1 an operation failed, 2 wrong usage.
+#include "tools/command_line.h"
 #include "tools/firmware_image.h"
 
+#include <QCoreApplication>
+#include <QFile>
+
 #include <algorithm>
-#include <cerrno>
-#include <charconv>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <getopt.h>
 #include <iostream>
-#include <iterator>
-#include <string_view>
 
 namespace {
 
-using namespace firmware;
+const char* const description =
+    R"(Builds firmware images for trials of the updater and shows what image files hold. The same arguments always
+build the same bytes.
 
-constexpr int exit_failed = 1;
-constexpr int exit_usage = 2;
-constexpr std::size_t hub_size = 0x10000;
-/// The user-code area of 1 MiB but for its last 64 KiB: there the updater puts a marker of its own, so only
-/// without them does the flash equal the image after an update.
-constexpr std::size_t scaler_size = 0xF0000;
-constexpr std::size_t longest_file = 0x400000; ///< the largest serial flash
+  make_firmware hub --version MAJOR.MINOR [--size BYTES] OUT
+  make_firmware scaler --version MAJOR.MINOR --model NAME [--size BYTES] OUT
+  make_firmware show FILE...)";
 
-constexpr std::string_view usage = R"(Usage:
-  make_firmware hub --version MAJOR.MINOR [--size BYTES] [--no-vendor-config] [--no-mark] OUT
-  make_firmware scaler --version MAJOR.MINOR --model NAME [--size BYTES] [--no-user-code] OUT
-  make_firmware show FILE...
+constexpr int hub_size = 0x10000;
+/// The user-code area of 1 MiB without its last 64 KiB, where the updater puts a marker of its own: after an update
+/// the flash equals the image.
+constexpr int scaler_size = 0xF0000;
+constexpr qint64 longest_file = 0x400000; ///< the largest serial flash
 
-Builds firmware images for trials of the updater, the same bytes for the same arguments, and shows what image
-files hold.
-
-  --version MAJOR.MINOR  0 to 255 each; the updater takes bytes above 127 as negative
-  --model NAME           monitor model, 2 to 20 characters
-  --size BYTES           hub: 65536 (33024 to 262144, a multiple of 256)
-                         scaler: 983040 (65537 to 1048576, from 63770 with --no-user-code)
-  --no-vendor-config     hub image without a vendor-config block, and so without a mark
-  --no-mark              hub image whose mark is blank
-  --no-user-code         scaler image without the user-code mark
-  -h, --help             this text
-)";
-
-int fail(const std::string& message)
+int fail(const QString& message)
 {
-    std::cerr << "make_firmware: " << message << '\n';
-    return exit_failed;
+    std::cerr << "make_firmware: " << message.toStdString() << '\n';
+    return EXIT_FAILURE;
 }
 
-int misuse(const std::string& message)
+/// The bytes as they stand in the file, unsigned.
+QString versionText(FirmwareVersion version)
 {
-    fail(message + "; try 'make_firmware --help'");
-    return exit_usage;
+    return QString("%1.%2%3")
+        .arg(version.major & 0xFF)
+        .arg(version.minor & 0xFF)
+        .arg(version.major < 0 || version.minor < 0 ? " (negative to the updater)" : "");
 }
 
-/// Takes a whole decimal number, or a hexadecimal one after 0x.
-template <class Number>
-bool parse(std::string_view text, Number& value)
+void print(const QString& name, const QString& value)
 {
-    const bool hexadecimal = text.substr(0, 2) == "0x";
-    text.remove_prefix(hexadecimal ? 2 : 0);
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value, hexadecimal ? 16 : 10);
-    return error == std::errc() && stop == end;
+    std::cout << "  " << name.leftJustified(15).toStdString() << value.toStdString() << '\n';
 }
 
-bool parseVersion(std::string_view text, Version& version)
+void printHead(const QString& path, const char* kind, const QByteArray& image, FirmwareVersion version)
 {
-    const std::size_t dot = text.find('.');
-    return dot != std::string_view::npos && parse(text.substr(0, dot), version.major) &&
-           parse(text.substr(dot + 1), version.minor);
+    std::cout << path.toStdString() << '\n';
+    print("kind", kind);
+    print("size", QString("%1 bytes").arg(image.size()));
+    print("version", versionText(version));
+    print("checksum", QString("0x%1").arg(checksum16(image), 0, 16));
 }
 
-bool isNegativeToUpdater(Version version)
+int show(const QString& path)
 {
-    return version.major > 127 || version.minor > 127;
-}
-
-int write(const Bytes& image, const std::string& path)
-{
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    std::copy(image.begin(), image.end(), std::ostreambuf_iterator<char>(file));
-    file.close();
-    return file ? EXIT_SUCCESS : fail("cannot write " + path + ": " + std::strerror(errno));
-}
-
-std::optional<Bytes> read(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    Bytes image(longest_file + 1);
-    if (file)
-        file.read(reinterpret_cast<char*>(image.data()), static_cast<std::streamsize>(image.size()));
-    image.resize(static_cast<std::size_t>(file.gcount()));
-    if (!file.is_open() || file.bad()) {
-        fail("cannot read " + path + ": " + std::strerror(errno));
-        return {};
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return fail("cannot read " + path + ": " + file.errorString());
+    const QByteArray image = file.read(longest_file + 1);
+    if (image.size() > longest_file)
+        return fail(path + ": longer than any firmware image");
+    if (image.size() < firmware::shortest_image)
+        return fail(QString("%1: too short for a firmware image (%2 bytes, at least %3 are needed)")
+                        .arg(path)
+                        .arg(image.size())
+                        .arg(firmware::shortest_image));
+    if (const auto scaler = firmware::inspectScaler(image)) {
+        printHead(path, "scaler", image, scalerImageVersion(image));
+        print("model", scaler->model);
+        print("user code", scaler->user_code ? "marked" : "not marked");
+    } else if (const auto hub = firmware::inspectHub(image)) {
+        printHead(path, "hub", image, hubImageVersion(image));
+        print("vendor config", QString("at 0x%1").arg(hub->vendor_config_at, 0, 16));
+        print("mark", hub->mark);
+    } else {
+        return fail(
+            path + ": neither a hub image (no vendor-config block) nor a scaler image (no user-code mark, no "
+                   "model name)");
     }
-    if (image.size() > longest_file) {
-        fail(path + ": longer than any firmware image");
-        return {};
-    }
-    return image;
+    return EXIT_SUCCESS;
 }
 
-void printHead(const std::string& path, const char* kind, const Bytes& image, Version version)
+int showAll(const QStringList& files, const QStringList& options)
 {
-    std::cout << path << "\n  kind           " << kind << "\n  size           " << image.size()
-              << " bytes\n  version        " << +version.major << '.' << +version.minor
-              << (isNegativeToUpdater(version) ? " (negative to the updater)" : "") << "\n  checksum       0x"
-              << std::hex << checksum16(image) << std::dec << '\n';
-}
-
-int show(const std::string& path)
-{
-    const std::optional<Bytes> image = read(path);
-    if (!image)
-        return exit_failed;
-    if (image->size() < firmware::shortest_image)
-        return fail(path + ": too short for a firmware image (" + std::to_string(image->size()) +
-                    " bytes, at least " + std::to_string(firmware::shortest_image) + " are needed)");
-    if (const auto scaler = inspectScaler(*image)) {
-        printHead(path, "scaler", *image, scaler->version);
-        std::cout << "  model          " << scaler->model << "\n  user code      "
-                  << (scaler->mark ? "marked" : "not marked") << '\n';
-        return EXIT_SUCCESS;
-    }
-    if (const auto hub = inspectHub(*image)) {
-        printHead(path, "hub", *image, hub->version);
-        std::cout << "  vendor config  at 0x" << std::hex << hub->vendor_config_at << std::dec
-                  << "\n  mark           " << hub->mark << '\n';
-        return EXIT_SUCCESS;
-    }
-    return fail(
-        path + ": " + std::to_string(image->size()) +
-        " bytes that are neither a hub image (with a vendor-config block) nor a scaler image (with the "
-        "user-code mark or a model name)");
-}
-
-/// What follows the command.
-struct Arguments
-{
-    Recipe recipe;
-    bool has_version = false;
-    std::vector<std::string> files;
-    bool help = false;
-    std::string problem;
-};
-
-void take(int letter, Arguments& arguments)
-{
-    switch (letter) {
-    case 'v':
-        arguments.has_version = true;
-        if (!parseVersion(optarg, arguments.recipe.version))
-            arguments.problem = std::string(optarg) + " is no version (0.0 to 255.255)";
-        return;
-    case 's':
-        if (!parse(optarg, arguments.recipe.size))
-            arguments.problem = std::string(optarg) + " is no size";
-        return;
-    case 'n':
-        arguments.recipe.model = optarg;
-        return;
-    case 'c':
-        arguments.recipe.vendor_config = false;
-        return;
-    case 'm':
-        arguments.recipe.mark = false;
-        return;
-    case 'h':
-        arguments.help = true;
-        return;
-    default:
-        arguments.problem = "wrong option"; // which one, getopt has said
-    }
-}
-
-Arguments parseArguments(int argc, char* argv[], const option* options, std::size_t size)
-{
-    Arguments arguments;
-    arguments.recipe.size = size;
-    optind = 2; // past the command
-    int letter = 0;
-    while (arguments.problem.empty() && (letter = getopt_long(argc, argv, "h", options, nullptr)) != -1)
-        take(letter, arguments);
-    arguments.files.assign(argv + optind, argv + argc);
-    return arguments;
-}
-
-struct Command
-{
-    const char* name;
-    std::size_t size;
-    option options[6];
-    std::string (*problem)(const Recipe&);
-    Bytes (*build)(const Recipe&);
-};
-
-constexpr option version_option = {"version", required_argument, nullptr, 'v'};
-constexpr option size_option = {"size", required_argument, nullptr, 's'};
-constexpr option model_option = {"model", required_argument, nullptr, 'n'};
-constexpr option help_option = {"help", no_argument, nullptr, 'h'};
-
-const Command commands[] = {
-    {"hub",
-     hub_size,
-     {version_option,
-      size_option,
-      {"no-vendor-config", no_argument, nullptr, 'c'},
-      {"no-mark", no_argument, nullptr, 'm'},
-      help_option},
-     hubProblem,
-     buildHub},
-    {"scaler",
-     scaler_size,
-     {version_option, size_option, model_option, {"no-user-code", no_argument, nullptr, 'm'}, help_option},
-     scalerProblem,
-     buildScaler},
-    {"show", 0, {help_option}, nullptr, nullptr},
-};
-
-int make(const Command& command, const Arguments& arguments)
-{
-    if (!arguments.has_version)
-        return misuse("--version is missing");
-    if (arguments.files.size() != 1)
-        return misuse("name one file to write");
-    const std::string problem = command.problem(arguments.recipe);
-    if (!problem.empty())
-        return misuse(problem);
-    if (isNegativeToUpdater(arguments.recipe.version))
-        std::cerr << "make_firmware: warning: the updater takes version bytes above 127 as negative\n";
-    return write(command.build(arguments.recipe), arguments.files.front());
-}
-
-int showAll(const std::vector<std::string>& files)
-{
-    if (files.empty())
-        return misuse("name the files to show");
+    if (!options.isEmpty())
+        misuse("show takes no --" + options.front());
+    if (files.isEmpty())
+        misuse("name the files to show");
     int status = EXIT_SUCCESS;
-    for (const std::string& path : files)
+    for (const QString& path : files)
         status = std::max(status, show(path));
     return status;
 }
 
-int help()
+int write(const QByteArray& image, const QString& path)
 {
-    std::cout << usage;
-    return EXIT_SUCCESS;
+    QFile file(path);
+    const bool written = file.open(QIODevice::WriteOnly) && file.write(image) == image.size() && file.flush();
+    return written ? EXIT_SUCCESS : fail("cannot write " + path + ": " + file.errorString());
 }
 
-int run(int argc, char* argv[])
+int wantedSize(const QCommandLineParser& parser, int otherwise)
 {
-    const std::string_view name = argc > 1 ? argv[1] : "";
-    if (name == "--help" || name == "-h")
-        return help();
-    for (const Command& command : commands) {
-        if (name != command.name)
-            continue;
-        const Arguments arguments = parseArguments(argc, argv, command.options, command.size);
-        if (!arguments.problem.empty())
-            return misuse(arguments.problem);
-        if (arguments.help)
-            return help();
-        return command.build ? make(command, arguments) : showAll(arguments.files);
-    }
-    return misuse(name.empty() ? "name a command" : "no such command: " + std::string(name));
+    bool good = true;
+    const int size = parser.isSet("size") ? parser.value("size").toInt(&good, 0) : otherwise;
+    if (!good)
+        misuse(parser.value("size") + " is no size");
+    return size;
+}
+
+FirmwareVersion wantedVersion(const QCommandLineParser& parser)
+{
+    if (!parser.isSet("version"))
+        misuse("--version is missing");
+    const FirmwareVersion version = versionOf(parser, "version");
+    if (version.major > 127 || version.minor > 127)
+        std::cerr << "make_firmware: warning: the updater takes version bytes above 127 as negative\n";
+    return version;
+}
+
+QByteArray makeHub(const QCommandLineParser& parser)
+{
+    const int size = wantedSize(parser, hub_size);
+    if (parser.isSet("model"))
+        misuse("a hub image has no model");
+    if (const QString problem = firmware::hubProblem(size); !problem.isEmpty())
+        misuse(problem);
+    return firmware::buildHub(wantedVersion(parser), size);
+}
+
+QByteArray makeScaler(const QCommandLineParser& parser)
+{
+    const int size = wantedSize(parser, scaler_size);
+    const QByteArray model = parser.value("model").toUtf8();
+    if (const QString problem = firmware::scalerProblem(model, size); !problem.isEmpty())
+        misuse(problem);
+    return firmware::buildScaler(wantedVersion(parser), model, size);
+}
+
+int run(const QCommandLineParser& parser)
+{
+    QStringList files = parser.positionalArguments();
+    const QString command = files.isEmpty() ? QString() : files.takeFirst();
+    if (command == "show")
+        return showAll(files, parser.optionNames());
+    if (command != "hub" && command != "scaler")
+        misuse(command.isEmpty() ? "name a command" : "no such command: " + command);
+    if (files.size() != 1)
+        misuse("name one file to write");
+    return write(command == "hub" ? makeHub(parser) : makeScaler(parser), files.front());
 }
 
 } // namespace
 
 int main(int argc, char* argv[])
 {
-    const int status = run(argc, argv);
+    const QCoreApplication application(argc, argv);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(description);
+    parser.addPositionalArgument("command", "what to do", "hub|scaler|show");
+    parser.addPositionalArgument("file", "the image, or the images to show", "FILE...");
+    parser.addOptions(
+        {{"version", "0 to 255 each; the updater takes bytes above 127 as negative.", "MAJOR.MINOR"},
+         {"model", "Monitor model, 2 to 20 characters.", "NAME"},
+         {"size", "hub: 65536 (33024 to 262144, a multiple of 256); scaler: 983040 (65537 to 1048576).",
+          "BYTES"}});
+    parse(parser);
+    const int status = run(parser);
     std::cout.flush();
     return std::cout ? status : fail("cannot write the output");
 }

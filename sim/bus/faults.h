@@ -49,7 +49,6 @@ struct Troubles
     bool hub_never_returns = false;        ///< a reset takes the hub off the bus until it is powered up again
     bool scaler_never_in_isp_mode = false; ///< the request for ISP mode is taken and nothing follows
     bool scaler_never_ready = false;       ///< the program data port never gets ready
-    bool display_sends_only_null = false;  ///< every DDC/CI read gives the null message
     int bad_erase_check = -1;              ///< the check of this 64 KiB block fails, whatever it holds
 };
 

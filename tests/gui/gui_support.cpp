@@ -25,12 +25,12 @@ QByteArray asBytes(const std::vector<std::uint8_t>& image)
 
 QByteArray hubImage(std::uint8_t major, std::uint8_t minor)
 {
-    return asBytes(firmware::buildHub({{major, minor}, 0x10000, true, true, {}}));
+    return firmware::buildHub({major, minor}, 0x10000);
 }
 
 QByteArray scalerImage(std::uint8_t major, std::uint8_t minor, const std::string& model)
 {
-    return asBytes(firmware::buildScaler({{major, minor}, 0x10105, true, true, model}));
+    return firmware::buildScaler({major, minor}, QByteArray::fromStdString(model), 0x10105);
 }
 
 bool hubHolds(sim::VirtualMonitor& monitor, const QByteArray& image)

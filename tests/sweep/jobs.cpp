@@ -10,8 +10,8 @@ namespace sweep {
 
 namespace {
 
-using firmware::Version;
 using sim::Model;
+using sim::Version;
 
 constexpr std::size_t whole_hub = 0x10000;
 constexpr std::size_t small_hub = 0x8200;
@@ -25,19 +25,25 @@ constexpr Version old_scaler{11, 0};
 constexpr Version earlier_scaler{12, 1};
 constexpr Version new_scaler{12, 3};
 
+Bytes asBytes(const QByteArray& image)
+{
+    return {image.begin(), image.end()};
+}
+
 Bytes hubImage(std::size_t size, Version version)
 {
-    return firmware::buildHub({version, size, true, true, {}});
+    return asBytes(firmware::buildHub({version.major, version.minor}, static_cast<int>(size)));
 }
 
 Bytes scalerImage(Model model, Version version, std::size_t size = least_scaler)
 {
-    return firmware::buildScaler({version, size, true, true, sim::factsOf(model).name});
+    return asBytes(firmware::buildScaler({version.major, version.minor}, sim::factsOf(model).name,
+                                         static_cast<int>(size)));
 }
 
 Bytes factoryScaler(Model model)
 {
-    return sim::factoryScalerFlash(model, {old_scaler.major, old_scaler.minor});
+    return sim::factoryScalerFlash(model, old_scaler);
 }
 
 Bytes updatedScaler(Model model, Version version)

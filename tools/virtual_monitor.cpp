@@ -1,10 +1,10 @@
-/// virtual_monitor: a monitor in software, plugged into the running kernel. Commands come on standard input;
-/// signals end it.
-#include "options.h"
-
+/// virtual_monitor: a monitor in software, plugged into the running kernel.
+#include "sim/virtual_monitor.h"
 #include "sim/bus/virtual_bus.h"
 #include "sim/vhci/vhci_front.h"
-#include "sim/virtual_monitor.h"
+#include "tools/command_line.h"
+
+#include <QCoreApplication>
 
 #include <array>
 #include <csignal>
@@ -18,12 +18,71 @@
 
 namespace {
 
-constexpr int exit_no_controller = 1;
-constexpr int exit_usage = 2;
+constexpr int exit_no_controller = 1; // 2 is wrong usage
 constexpr int exit_violations = 3;
 
-/// How late a restarted hub may come back on the bus, in milliseconds.
-constexpr int turn = 10;
+const char* const description =
+    R"(Plugs a virtual monitor into this computer, through the kernel's virtual USB host controller, until SIGINT or
+SIGTERM. Needs root and the kernel module vhci-hcd. Prints a line for each event.
+
+Commands on standard input, one a line:
+  status          firmware that runs, number of requests, protocol violations
+  unplug [N]      pulls the USB cable, now or at the N-th write to the hub's flash from now on
+  plug            puts the cable back in
+  dump FOLDER     writes hub_flash.bin and scaler_flash.bin there
+
+Exit status: 0 ended by a signal; 1 cannot plug it in; 2 wrong usage; 3 ended by a signal, and the host broke a
+rule of the protocol.)";
+
+struct Options
+{
+    sim::MonitorSetup monitor;
+    double pace = 1;
+};
+
+sim::Model modelNamed(const QString& name)
+{
+    for (const sim::Model model : {sim::Model::qx1320, sim::Model::qx1650, sim::Model::qx1655}) {
+        if (name == sim::factsOf(model).name)
+            return model;
+    }
+    misuse("no such model: " + name);
+}
+
+sim::Version simVersion(FirmwareVersion version)
+{
+    return {static_cast<std::uint8_t>(version.major), static_cast<std::uint8_t>(version.minor)};
+}
+
+double paceOf(const QString& text)
+{
+    bool good = false;
+    const double pace = text.toDouble(&good);
+    if (!good || !(pace >= 0.01 && pace <= 100))
+        misuse("no such pace: " + text);
+    return pace;
+}
+
+Options parseOptions()
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(description);
+    parser.addOptions(
+        {{"model", "QX1320, QX1650 or QX1655; QX1650 unless given.", "NAME", "QX1650"},
+         {"hub", "Hub firmware; 1.2 unless given.", "MAJOR.MINOR", "1.2"},
+         {"display", "Display firmware; 11.0 unless given.", "MAJOR.MINOR", "11.0"},
+         {"pace", "Real seconds that one second of the monitor takes, 0.01 to 100; 1 unless given.", "NUMBER",
+          "1"}});
+    parse(parser);
+    if (!parser.positionalArguments().isEmpty())
+        misuse("cannot take " + parser.positionalArguments().constFirst());
+    Options options;
+    options.monitor.model = modelNamed(parser.value("model"));
+    options.monitor.hub_version = simVersion(versionOf(parser, "hub"));
+    options.monitor.display_version = simVersion(versionOf(parser, "display"));
+    options.pace = paceOf(parser.value("pace"));
+    return options;
+}
 
 void say(const std::string& line)
 {
@@ -53,13 +112,14 @@ public:
         bus_.log().setEnabled(false);
     }
 
-    int run(int signals);
+    /// Until a signal comes; gives the exit status.
+    int run(int endingSignal);
 
 private:
     /// False at the end of standard input.
     bool readCommands();
     void obey(const std::string& command);
-    void unplug(int writes);
+    void unplug(int nthWrite);
     void dump(const std::string& folder);
     void sayStatus();
 
@@ -69,13 +129,14 @@ private:
     std::string input_;
 };
 
-int Program::run(int signals)
+int Program::run(int endingSignal)
 {
+    constexpr int turn = 10; // milliseconds; how late a restarted hub may come back on the bus
     if (const std::string trouble = front_.trouble(); !trouble.empty()) {
         std::cerr << "virtual_monitor: " << trouble << '\n';
         return exit_no_controller;
     }
-    std::vector<pollfd> others{{signals, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
+    std::vector<pollfd> others{{endingSignal, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
     pollfd& ended = others[0];
     pollfd& commands = others[1];
     while (ended.revents == 0) {
@@ -121,12 +182,12 @@ void Program::obey(const std::string& command)
         say("no such command: " + command);
 }
 
-void Program::unplug(int writes)
+void Program::unplug(int nthWrite)
 {
     constexpr std::uint8_t vendor_out = 0x40;
     constexpr std::uint8_t write_flash = 0xC8;
-    if (writes > 0)
-        bus_.faults().unplug(sim::atMatch(sim::requestIs(vendor_out, write_flash), writes));
+    if (nthWrite > 0)
+        bus_.faults().unplug(sim::atMatch(sim::requestIs(vendor_out, write_flash), nthWrite));
     else
         monitor_.unplug();
 }
@@ -141,12 +202,12 @@ void Program::dump(const std::string& folder)
 void Program::sayStatus()
 {
     const sim::HubChip& hub = monitor_.hub();
+    const sim::vhci::Traffic& traffic = front_.traffic();
     say("hub " + text(hub.runningVersion()) + (hub.runsCode() ? ", runs its code" : ", runs its ROM") +
         (hub.flashIsValid() ? ", flash valid" : ", flash not valid"));
     say("display " + text(monitor_.display().runningVersion()) +
         (monitor_.scaler().runsUserCode() ? ", runs user code" : ", runs factory firmware") + ", " +
         std::to_string(monitor_.display().factoryResets()) + " resets to factory defaults");
-    const sim::vhci::Traffic& traffic = front_.traffic();
     say(std::to_string(traffic.requests) + " vendor requests, " + std::to_string(traffic.failed) +
         " failed, " + std::to_string(traffic.bytes_out) + " bytes out, " + std::to_string(traffic.bytes_in) +
         " bytes in");
@@ -155,7 +216,7 @@ void Program::sayStatus()
         say("  " + violation);
 }
 
-/// The signals that end the program, as something to poll.
+/// A descriptor that becomes readable when SIGINT or SIGTERM comes; neither ends the program by itself any more.
 int endingSignals()
 {
     sigset_t set;
@@ -170,15 +231,6 @@ int endingSignals()
 
 int main(int argc, char** argv)
 {
-    Options options;
-    std::string complaint;
-    if (!parseOptions(argc, argv, options, complaint)) {
-        std::cerr << "virtual_monitor: " << complaint << "; try 'virtual_monitor --help'\n";
-        return exit_usage;
-    }
-    if (options.help) {
-        std::cout << usage;
-        return 0;
-    }
-    return Program(options).run(endingSignals());
+    const QCoreApplication application(argc, argv);
+    return Program(parseOptions()).run(endingSignals());
 }
