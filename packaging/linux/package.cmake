@@ -50,6 +50,7 @@ function(fw_linux_package target)
   set(CPACK_DEBIAN_PACKAGE_SECTION utils)
   set(CPACK_DEBIAN_PACKAGE_HOMEPAGE https://support.example.com/qx)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS qtwayland5) # without it the program does not start on a Wayland-only desktop
   set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
   set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${FW_LINUX_DIR}/postinst)
   set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "firmware updater for QX Series monitors")
