@@ -195,24 +195,26 @@ TEST_F(Libusb, ANodeThatCannotBeOpenedLeavesNothingLocked)
     plugIn(seam::second_hub);
     std::filesystem::remove(g_linux->root + both_hubs[0]);
     std::filesystem::create_directory(g_linux->root + both_hubs[0]); // which turns away even root
-    EXPECT_FALSE(HH_Open(nullptr));
+    const auto user = std::move(seam::listed()[0].second);
+    EXPECT_EQ(user->open(), platform::io_error);
     EXPECT_EQ(g_linux->locked(), Lines{});
 }
 
 TEST_F(Libusb, TheLockIsOnAllNodesOfTheVendor)
 {
-    Responder& first = plugIn(seam::hub);
-    plugIn(seam::second_hub);
+    plugIn(seam::hub);
+    Responder& second = plugIn(seam::second_hub);
     plugIn({0x1234, 0x0001, 0, 0x20400000});
-    world->holdElsewhere(first, true);
+    world->holdElsewhere(devices[0], true);
     EXPECT_EQ(g_linux->locked(), both_hubs);
     // What comes back is a new node, but the other process is still at the other face.
-    setPresent(first, false);
-    setPresent(first, true);
-    EXPECT_FALSE(HH_Open(nullptr));
-    EXPECT_EQ(g_linux->locked(), Lines{both_hubs[1]});
-    world->holdElsewhere(first, false);
-    EXPECT_TRUE(HH_Open(nullptr));
+    setPresent(second, false);
+    setPresent(second, true);
+    const auto user = std::move(seam::listed()[1].second);
+    EXPECT_EQ(user->open(), platform::exclusive_access);
+    EXPECT_EQ(g_linux->locked(), Lines{both_hubs[0]});
+    world->holdElsewhere(devices[0], false);
+    EXPECT_EQ(user->open(), success);
 }
 
 TEST_F(Libusb, AProcessDoesNotLockItselfOut)
@@ -233,6 +235,6 @@ TEST_F(Libusb, AProcessDoesNotLockItselfOut)
     EXPECT_TRUE(HH_Open(nullptr));
     forgotten.reset();
     EXPECT_EQ(g_linux->locked(), both_hubs);
-    HH_Close();
+    EXPECT_EQ(g_Dev->close(), success);
     EXPECT_EQ(g_linux->locked(), Lines{});
 }
