@@ -1,13 +1,11 @@
 /// A search of the bus for the hub, with a hundred other devices on it, against one listing by libusb. The
 /// devices are a simulated kernel's (umockdev, linked ahead of everything that opens files).
-#include "bench/measure.h"
+#include "bench/bench.h"
 #include "hub/transport/session.h"
 
 #include <libusb.h>
 #include <umockdev.h>
 
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 
 namespace {
@@ -17,15 +15,14 @@ constexpr int others = 100;
 /// As udev and sysfs show a device of no interest: at full speed, one configuration without interfaces.
 void addDevice(UMockdevTestbed* testbed, const std::string& path, int number)
 {
-    std::array<char, 512> text{};
-    std::snprintf(text.data(), text.size(),
-                  "P: /devices/%s\nN: bus/usb/001/%03d\nE: DEVNAME=/dev/bus/usb/001/%03d\nE: "
-                  "DEVTYPE=usb_device\nE: SUBSYSTEM=usb\n"
-                  "E: BUSNUM=001\nE: DEVNUM=%03d\nA: busnum=1\\n\nA: devnum=%d\\n\nA: speed=12\\n\n"
-                  "A: bConfigurationValue=1\\n\n"
-                  "H: descriptors=12010002000000403412785600010000000109020900000100800900\n",
-                  path.c_str(), number, number, number, number);
-    if (umockdev_testbed_add_from_string(testbed, text.data(), nullptr) == 0)
+    char text[512];
+    std::snprintf(
+        text, sizeof text,
+        "P: /devices/%s\nN: bus/usb/001/%03d\nE: DEVNAME=/dev/bus/usb/001/%03d\nE: DEVTYPE=usb_device\n"
+        "E: SUBSYSTEM=usb\nA: busnum=1\\n\nA: devnum=%d\\n\nA: speed=12\\n\nA: bConfigurationValue=1\\n\n"
+        "H: descriptors=12010002000000403412785600010000000109020900000100800900\n",
+        path.c_str(), number, number, number);
+    if (umockdev_testbed_add_from_string(testbed, text, nullptr) == 0)
         std::abort();
 }
 
@@ -39,12 +36,6 @@ void listDevices()
     libusb_exit(context);
 }
 
-void search()
-{
-    if (IsExistDevice())
-        std::abort();
-}
-
 } // namespace
 
 int main()
@@ -53,9 +44,9 @@ int main()
     addDevice(testbed, "usb1", 1); // the root hub
     for (int port = 1; port <= others; ++port)
         addDevice(testbed, "usb1/1-" + std::to_string(port), 1 + port);
-    const auto times = bench::leastTimes({{"search", search}, {"listing", listDevices}});
+    const auto times = bench::leastTimes({{"search", [] { IsExistDevice(); }}, {"listing", listDevices}});
     bench::row("search of a bus with 100 other devices / one libusb listing",
                times.at("search") / times.at("listing"), 1.2);
     g_object_unref(testbed);
-    return bench::exitStatus();
+    return bench::exit_status;
 }

@@ -2,12 +2,12 @@
 #include "app/startup.h"
 #include "bench/first_paint.h"
 
-static void endAfterFirstPaint()
+static void endAtFirstPaint()
 {
-    static FirstPaint paint(endProcess);
+    static EndAtFirstPaint paint;
 }
 
-Q_COREAPP_STARTUP_FUNCTION(endAfterFirstPaint)
+Q_COREAPP_STARTUP_FUNCTION(endAtFirstPaint)
 
 int main(int argc, char** argv)
 {
