@@ -86,7 +86,7 @@ Options parseOptions()
 
 void say(const std::string& line)
 {
-    std::cout << "monitor: " << line << std::endl;
+    std::cout << "monitor: " << line << '\n' << std::flush;
 }
 
 std::string text(sim::Version version)
