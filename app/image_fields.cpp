@@ -30,7 +30,7 @@ FirmwareVersion scalerImageVersion(const QByteArray& image)
 QByteArray scalerImageModel(const QByteArray& image)
 {
     const QByteArray field = image.mid(scaler_model_at, scaler_model_size);
-    const int zero = field.indexOf('\0');
+    const auto zero = field.indexOf('\0');
     return zero < 0 ? field : field.left(zero);
 }
 
@@ -44,9 +44,9 @@ std::uint16_t checksum16(const QByteArray& bytes)
 
 QByteArray extractBetween(const QByteArray& text, const QByteArray& open, const QByteArray& close)
 {
-    const int opened = text.indexOf(open);
-    const int closed = opened < 0 ? -1 : text.indexOf(close, opened);
-    const int start = opened + open.size();
+    const auto opened = text.indexOf(open);
+    const auto closed = opened < 0 ? -1 : text.indexOf(close, opened);
+    const auto start = opened + open.size();
     // `close` may also stand inside `open`; then there is nothing between them.
     return closed > start ? text.mid(start, closed - start) : QByteArray();
 }

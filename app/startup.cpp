@@ -20,8 +20,10 @@ constexpr QRgb link_color = qRgb(135, 206, 250);
 
 void setScreenScaling()
 {
+#if QT_VERSION_MAJOR < 6 // later ones scale by themselves
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+#endif
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
 }
 

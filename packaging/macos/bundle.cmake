@@ -26,7 +26,7 @@ function(fw_macos_bundle target)
     MACOSX_BUNDLE_BUNDLE_VERSION ${PROJECT_VERSION})
 
   install(TARGETS ${target} BUNDLE DESTINATION .)
-  get_target_property(qmake Qt5::qmake IMPORTED_LOCATION)
+  get_target_property(qmake Qt::qmake IMPORTED_LOCATION)
   get_filename_component(qt_programs ${qmake} DIRECTORY)
   find_program(FW_MACDEPLOYQT macdeployqt HINTS ${qt_programs})
   if(FW_CODESIGN_IDENTITY STREQUAL "-")

@@ -156,7 +156,7 @@ private slots:
             QCOMPARE(bench.monitor.display().factoryResets(), 1);
             QVERIFY(guarded);
             // The hub first, then the scaler from its own beginning.
-            const int hubDone = bench.progress.indexOf(84);
+            const auto hubDone = bench.progress.indexOf(84);
             QCOMPARE(bench.progress.front(), 10);
             QCOMPARE(bench.progress.mid(hubDone, 4), QVector<int>({84, 0, 20, 21}));
             QVERIFY(std::is_sorted(bench.progress.begin() + hubDone + 1, bench.progress.end()));

@@ -47,7 +47,11 @@ const QStringList form{
 QString brief(const QString& text)
 {
     const QByteArray bytes = text.toUtf8();
+#if QT_VERSION_MAJOR < 6
     const auto sum = qChecksum(bytes.constData(), static_cast<unsigned>(bytes.size()));
+#else
+    const auto sum = qChecksum(bytes);
+#endif
     return bytes.size() < 30 ? text : QString("%1 of 0x%2").arg(bytes.size()).arg(sum, 0, 16);
 }
 
