@@ -1,4 +1,4 @@
-/// Puts the parts together.
+/// Connects the parts.
 #include "sim/virtual_monitor.h"
 
 namespace sim {

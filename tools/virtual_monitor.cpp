@@ -42,11 +42,10 @@ struct Options
 
 sim::Model modelNamed(const QString& name)
 {
-    for (const sim::Model model : {sim::Model::qx1320, sim::Model::qx1650, sim::Model::qx1655}) {
-        if (name == sim::factsOf(model).name)
-            return model;
-    }
-    misuse("no such model: " + name);
+    const auto model = sim::modelNamed(name.toStdString());
+    if (!model)
+        misuse("no such model: " + name);
+    return *model;
 }
 
 sim::Version simVersion(FirmwareVersion version)
@@ -184,10 +183,9 @@ void Program::obey(const std::string& command)
 
 void Program::unplug(int nthWrite)
 {
-    constexpr std::uint8_t vendor_out = 0x40;
     constexpr std::uint8_t write_flash = 0xC8;
     if (nthWrite > 0)
-        bus_.faults().unplug(sim::atMatch(sim::requestIs(vendor_out, write_flash), nthWrite));
+        bus_.faults().unplug(sim::atMatch(sim::requestIs(sim::vendor_out, write_flash), nthWrite));
     else
         monitor_.unplug();
 }

@@ -1,12 +1,12 @@
-/// Presence on the bus and the link to the handles.
+/// Presence on the bus, and what a device shares with its handles.
 #include "sim/bus/bus_device.h"
 
 #include "sim/bus/virtual_bus.h"
 
 namespace sim {
 
-BusDevice::BusDevice(const DeviceTraits& device_traits)
-    : traits(device_traits)
+BusDevice::BusDevice(const DeviceTraits& deviceTraits)
+    : traits(deviceTraits)
     , link_(std::make_shared<DeviceLink>())
 {
     link_->device = this;

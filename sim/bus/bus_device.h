@@ -1,6 +1,5 @@
-/// Anything at a position of the virtual bus: the faces of the virtual monitor's hub, and in tests foreign
-/// or scripted devices made from this class directly. What a device answers is control(); the rest is what
-/// an operating system would say about it.
+/// A device on the virtual bus: the faces of the virtual monitor's hub, and in tests foreign or scripted devices.
+/// control() is what the device answers; the rest is what an operating system says about it.
 #pragma once
 
 #include "hub/platform/usb_platform.h"
@@ -20,10 +19,10 @@ struct DeviceTraits
     std::uint16_t vendor_id = 0;
     std::uint16_t product_id = 0;
     std::uint8_t speed = 2;     ///< the operating system's code: 0 low, 1 full, 2 high, 3 super
-    std::uint32_t location = 0; ///< bus in the top byte, then one hex digit a port
+    std::uint32_t location = 0; ///< bus number in the top byte, then one hex digit per port
 };
 
-/// What the operating system has to complain about this device; everything in order as made.
+/// How the operating system fails with this device; by default it does not.
 struct DeviceTroubles
 {
     bool no_plug_in = false;
@@ -31,8 +30,6 @@ struct DeviceTroubles
     bool held_by_other = false; ///< another process has it open
     platform::Status vendor_id = platform::success;
     platform::Status product_id = platform::success;
-    platform::Status open = platform::success;
-    platform::Status close = platform::success; ///< it is closed all the same
     platform::Status speed = platform::success;
     platform::Status location = platform::success;
 };
@@ -40,21 +37,21 @@ struct DeviceTroubles
 struct DeviceCounters
 {
     int opens = 0;           ///< open() that succeeded
-    int closes = 0;          ///< close() by the one who had it open, also when the device had left by then
-    int live_interfaces = 0; ///< handles that exist now, of this and of earlier stays on the bus
+    int closes = 0;          ///< close() by the handle that had it open, even after the device left
+    int live_interfaces = 0; ///< handles that exist now, to this and to earlier stays on the bus
 };
 
 /// How a device loses its power.
 struct PowerLoss
 {
-    bool during_request = false; ///< the request just carried out was cut short
-    std::uint64_t seed = 1;      ///< decides which bits of a torn flash operation were done
+    bool during_request = false; ///< cuts short the request just carried out
+    std::uint64_t seed = 1;      ///< decides which bits of a torn flash operation got done
 };
 
 /// What a device shares with the handles to it, which may outlive it.
 struct DeviceLink
 {
-    BusDevice* device = nullptr; ///< null when the device is destroyed
+    BusDevice* device = nullptr; ///< null once the device is destroyed
     VirtualBus* bus = nullptr;
     unsigned stay = 0; ///< counts arrivals: a handle to an earlier stay is dead for good
     const DeviceHandle* holder = nullptr;
@@ -64,7 +61,7 @@ struct DeviceLink
 class BusDevice
 {
 public:
-    explicit BusDevice(const DeviceTraits& device_traits = {});
+    explicit BusDevice(const DeviceTraits& deviceTraits = {});
     virtual ~BusDevice();
     BusDevice(const BusDevice&) = delete;
     BusDevice& operator=(const BusDevice&) = delete;
@@ -72,21 +69,20 @@ public:
     DeviceTraits traits;
     DeviceTroubles troubles;
 
-    /// Whether it is on the bus now. Its position is kept while it is away.
+    /// On the bus now? It keeps its position while it is away.
     virtual bool present() const { return present_; }
     /// Takes it off the bus, or brings it back as a new device.
     void setPresent(bool present);
 
-    /// Answers one request. `data` holds `setup.length` bytes; a reply fills it whole. Refuses everything
-    /// unless overridden.
+    /// Answers one request. `data` holds `setup.length` bytes, and a reply fills all of them. Unless overridden
+    /// it stalls.
     virtual platform::Status control(const SetupPacket& setup, std::uint8_t* data);
-    /// The cable is pulled out.
+    /// The cable is pulled.
     virtual void unplug();
-    /// The power goes; for a device that nobody modelled that is the same as leaving the bus.
+    /// The power goes; unless overridden the device just leaves the bus.
     virtual void losePower(const PowerLoss& loss);
 
     const DeviceCounters& counters() const { return link_->counters; }
-    bool isOpen() const { return link_->holder != nullptr; }
     VirtualBus* bus() const { return link_->bus; }
 
 protected:

@@ -1,4 +1,4 @@
-/// Real sleeping at a chosen pace.
+/// Sleeps in real time when a pace is set.
 #include "sim/bus/clock.h"
 
 #include <thread>
@@ -6,7 +6,7 @@
 namespace sim {
 
 namespace {
-/// Operating systems oversleep short sleeps; small debts are collected so that the pace stays true.
+/// Operating systems oversleep, so short sleeps are added up until they are worth one.
 constexpr std::chrono::duration<double> shortest_sleep{0.002};
 } // namespace
 

@@ -1,5 +1,5 @@
-/// Simulated time. Everything in the virtual monitor that takes a while, from one request on the wire to a
-/// chip erase, is a number of microseconds on this clock; nothing waits for real unless a pace is set.
+/// Simulated time. Whatever takes a while, from a request on the wire to a chip erase, is a number of microseconds
+/// on this clock; nothing waits for real unless a pace is set.
 #pragma once
 
 #include <chrono>
@@ -14,7 +14,7 @@ public:
     /// Time since the bus was made, starting at 0.
     Duration now() const { return now_; }
 
-    /// Lets `duration` pass; with a pace above 0 it also really sleeps `duration` times the pace.
+    /// Lets `duration` pass; with a pace above 0 also sleeps for `duration` times the pace.
     void advance(Duration duration)
     {
         now_ += duration;
@@ -22,7 +22,7 @@ public:
             sleep(duration);
     }
 
-    /// 0 (as made) returns at once, 1 is as slow as the real thing.
+    /// Real seconds per simulated second: 0 (the default) never sleeps, 1 is as slow as the real monitor.
     void setPace(double pace) { pace_ = pace; }
 
 private:
@@ -30,7 +30,7 @@ private:
 
     Duration now_{0};
     double pace_ = 0;
-    std::chrono::duration<double> owed_{0}; ///< real time still to be slept
+    std::chrono::duration<double> owed_{0}; ///< real time not slept yet
 };
 
 } // namespace sim

@@ -54,10 +54,7 @@ platform::Status DeviceHandle::open()
 {
     if (gone())
         return platform::no_device;
-    const DeviceTroubles& troubles = link_->device->troubles;
-    if (troubles.open != platform::success)
-        return troubles.open;
-    if (troubles.held_by_other || link_->holder != nullptr)
+    if (link_->device->troubles.held_by_other || link_->holder != nullptr)
         return platform::exclusive_access;
     link_->holder = this;
     opened_ = true;
@@ -74,7 +71,7 @@ platform::Status DeviceHandle::close()
     if (gone())
         return platform::no_device;
     link_->holder = nullptr;
-    return link_->device->troubles.close;
+    return platform::success;
 }
 
 platform::Status DeviceHandle::speed(std::uint8_t* code)

@@ -9,8 +9,8 @@
 
 namespace sim {
 
-/// A handle belongs to one stay of the device on the bus. When the device has left, was detached, or the bus
-/// is gone, every operation gives `no_device`, even after the device has come back.
+/// A handle belongs to one stay of the device on the bus. Once the device has left or been detached, or the bus is
+/// gone, every operation gives `no_device`, even after the device has come back.
 class DeviceHandle final : public platform::Device
 {
 public:

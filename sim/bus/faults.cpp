@@ -6,17 +6,20 @@
 
 namespace sim {
 
+using platform::no_device;
+using platform::Status;
+
 Matches requestIs(std::uint8_t requestType, std::uint8_t request)
 {
     return [=](const SetupPacket& setup) {
-        return setup.requestType == requestType && setup.request == request;
+        return setup.request_type == requestType && setup.request == request;
     };
 }
 
 Matches requestIs(std::uint8_t requestType, std::uint8_t request, std::uint16_t value)
 {
     return [=](const SetupPacket& setup) {
-        return setup.requestType == requestType && setup.request == request && setup.value == value;
+        return setup.request_type == requestType && setup.request == request && setup.value == value;
     };
 }
 
@@ -37,129 +40,107 @@ When atMatch(Matches matches, int nth)
     return {nth, std::move(matches), false};
 }
 
-Faults::Fault& Faults::arm(When when, Kind kind)
+void Faults::refuse(When when, Status status)
 {
-    Fault& fault = armed_.emplace_back();
-    fault.when = std::move(when);
-    fault.kind = kind;
-    return fault;
-}
-
-void Faults::refuse(When when, platform::Status status)
-{
-    arm(std::move(when), Kind::refuse).status = status;
+    arm(std::move(when), [status](const Transfer&) { return status; });
 }
 
 void Faults::timeOut(When when)
 {
-    arm(std::move(when), Kind::time_out);
+    arm(std::move(when), [this](const Transfer& transfer) {
+        clock_.advance(transfer.patience);
+        return platform::timeout;
+    });
 }
 
-void Faults::loseAnswer(When when, platform::Status status)
+void Faults::loseAnswer(When when, Status status)
 {
-    arm(std::move(when), Kind::lose_answer).status = status;
+    arm(std::move(when), [status](const Transfer& transfer) {
+        Reply unseen(transfer.data, transfer.data + transfer.setup.length);
+        transfer.device.control(transfer.setup, unseen.data());
+        return status;
+    });
+}
+
+void Faults::spoilReply(When when, std::function<void(Reply&)> spoil)
+{
+    arm(std::move(when), [spoil = std::move(spoil)](const Transfer& transfer) {
+        Reply reply(transfer.data, transfer.data + transfer.setup.length);
+        const Status status = transfer.device.control(transfer.setup, reply.data());
+        if (transfer.setup.isIn() && status == platform::success) {
+            spoil(reply);
+            std::copy(reply.begin(), reply.end(), transfer.data);
+        }
+        return status;
+    });
 }
 
 void Faults::flipReply(When when, std::size_t offset, std::vector<std::uint8_t> mask)
 {
-    Fault& fault = arm(std::move(when), Kind::flip_reply);
-    fault.position = offset;
-    fault.bytes = std::move(mask);
+    spoilReply(std::move(when), [offset, mask = std::move(mask)](Reply& reply) {
+        for (std::size_t i = 0; i < mask.size() && offset + i < reply.size(); ++i)
+            reply[offset + i] ^= mask[i];
+    });
 }
 
 void Faults::replaceReply(When when, std::size_t offset, std::vector<std::uint8_t> bytes)
 {
-    Fault& fault = arm(std::move(when), Kind::replace_reply);
-    fault.position = offset;
-    fault.bytes = std::move(bytes);
+    spoilReply(std::move(when), [offset, bytes = std::move(bytes)](Reply& reply) {
+        for (std::size_t i = 0; i < bytes.size() && offset + i < reply.size(); ++i)
+            reply[offset + i] = bytes[i];
+    });
 }
 
 void Faults::shortenReply(When when, std::size_t length)
 {
-    arm(std::move(when), Kind::shorten_reply).position = length;
+    spoilReply(std::move(when), [length](Reply& reply) { reply.resize(std::min(reply.size(), length)); });
 }
 
 void Faults::unplug(When when)
 {
-    arm(std::move(when), Kind::unplug);
+    arm(std::move(when), [](const Transfer& transfer) {
+        transfer.device.unplug();
+        return no_device;
+    });
 }
 
 void Faults::cutPower(When when, Moment moment, std::uint64_t seed)
 {
-    Fault& fault = arm(std::move(when), Kind::cut_power);
-    fault.moment = moment;
-    fault.seed = seed;
+    arm(std::move(when), [moment, seed](const Transfer& transfer) {
+        const bool answered = moment == Moment::after;
+        Reply unseen(transfer.data, transfer.data + transfer.setup.length);
+        Status status = no_device;
+        if (moment != Moment::before)
+            status = transfer.device.control(transfer.setup, answered ? transfer.data : unseen.data());
+        transfer.device.losePower({moment == Moment::during, seed});
+        return answered ? status : no_device;
+    });
 }
 
-bool Faults::due(const SetupPacket& setup, Fault* strikes)
+Faults::Strike Faults::due(const SetupPacket& setup)
 {
-    bool found = false;
+    Strike strike;
     for (auto fault = armed_.begin(); fault != armed_.end();) {
         const bool counts = !fault->when.matches || fault->when.matches(setup);
         if (!counts || --fault->when.nth > 0) {
             ++fault;
             continue;
         }
-        if (!found)
-            *strikes = *fault;
-        found = true;
+        if (!strike)
+            strike = fault->strike;
         fault->when.nth = 1; // for a fault that stays
         fault = fault->when.for_good ? fault + 1 : armed_.erase(fault);
     }
-    return found;
+    return strike;
 }
 
-platform::Status Faults::carryOut(BusDevice& device, const SetupPacket& setup, std::uint8_t* data,
-                                  Duration patience)
+Status Faults::carryOut(BusDevice& device, const SetupPacket& setup, std::uint8_t* data, Duration patience)
 {
-    Fault fault;
-    if (!due(setup, &fault))
+    const Strike strike = due(setup);
+    if (!strike)
         return device.control(setup, data);
     ++fired_;
-    return strike(fault, device, setup, data, patience);
-}
-
-platform::Status Faults::strike(const Fault& fault, BusDevice& device, const SetupPacket& setup,
-                                std::uint8_t* data, Duration patience)
-{
-    if (fault.kind == Kind::refuse)
-        return fault.status;
-    if (fault.kind == Kind::time_out) {
-        clock_.advance(patience);
-        return platform::timeout;
-    }
-    if (fault.kind == Kind::unplug) {
-        device.unplug();
-        return platform::no_device;
-    }
-    if (fault.kind == Kind::cut_power && fault.moment == Moment::before) {
-        device.losePower({false, fault.seed});
-        return platform::no_device;
-    }
-
-    // From here on the device carries the request out; what the host sees of the reply is decided after.
-    std::vector<std::uint8_t> reply(data, data + setup.length);
-    const platform::Status status = device.control(setup, reply.data());
-    if (fault.kind == Kind::lose_answer)
-        return fault.status;
-    if (fault.kind == Kind::cut_power) {
-        device.losePower({fault.moment == Moment::during, fault.seed});
-        if (fault.moment == Moment::during)
-            return platform::no_device;
-    }
-    if (!setup.isIn() || status != platform::success)
-        return status;
-    if (fault.kind == Kind::shorten_reply)
-        reply.resize(std::min(reply.size(), fault.position));
-    if (fault.kind == Kind::flip_reply || fault.kind == Kind::replace_reply) {
-        for (std::size_t i = 0; i < fault.bytes.size() && fault.position + i < reply.size(); ++i) {
-            std::uint8_t& byte = reply[fault.position + i];
-            byte = fault.kind == Kind::flip_reply ? static_cast<std::uint8_t>(byte ^ fault.bytes[i])
-                                                  : fault.bytes[i];
-        }
-    }
-    std::copy(reply.begin(), reply.end(), data);
-    return status;
+    return strike({device, setup, data, patience});
 }
 
 } // namespace sim

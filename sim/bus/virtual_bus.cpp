@@ -10,7 +10,7 @@ namespace sim {
 
 namespace {
 
-/// One microframe to set a control transfer up, then its data in packets of 64 bytes.
+/// A control transfer costs one microframe, and its data so much per packet of 64 bytes.
 constexpr Duration request_time{125};
 constexpr Duration packet_time{5};
 constexpr unsigned packet_bytes = 64;
@@ -32,7 +32,7 @@ struct Seen
     unsigned stay;
 };
 
-/// The devices that were present at one moment. One that has left since yields a handle that is dead.
+/// The devices that were present at one moment. A device that has left since yields a dead handle.
 class BusWalk final : public platform::Enumeration
 {
 public:

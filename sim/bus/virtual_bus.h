@@ -1,5 +1,5 @@
-/// The USB side of the simulation: devices at fixed positions, one clock, one log, one set of faults. The
-/// bus that exists is what the operating-system seam enumerates and what its sleeps wait on.
+/// The virtual end of the platform seam: enumerations find the devices of this bus, and sleeps move its clock.
+/// Devices have fixed positions; clock, wire log, faults and violations are here.
 #pragma once
 
 #include "hub/platform/usb_platform.h"
@@ -19,9 +19,9 @@ namespace sim {
 class VirtualBus
 {
 public:
-    /// The newest bus is the process's bus; with none, enumerations are empty and sleeps return.
+    /// The newest bus is the process's bus. Without one, enumerations find nothing and sleeps return at once.
     VirtualBus();
-    /// Detaches every device; handles that still exist give `no_device` from now on.
+    /// Detaches every device; handles that still exist give `no_device`.
     ~VirtualBus();
     VirtualBus(const VirtualBus&) = delete;
     VirtualBus& operator=(const VirtualBus&) = delete;
@@ -33,17 +33,17 @@ public:
     Faults& faults() { return faults_; }
     Violations& violations() { return violations_; }
 
-    /// Positions follow the order of attaching and are kept while a device is absent; detaching moves the
-    /// later ones up.
+    /// A device gets the next position and keeps it while it is absent.
     void attach(BusDevice& device);
+    /// Moves all later devices up by one position.
     void detach(BusDevice& device);
 
     void refuseEnumeration(bool refuse) { refuse_enumeration_ = refuse; }
     /// Null when enumeration is refused.
     std::unique_ptr<platform::Enumeration> enumerate();
 
-    /// Carries one request to a device: time passes, armed faults strike, the log takes note. `patience` is
-    /// how long the host waits for a silent device. Needs no handle and no open().
+    /// Carries one request to a device, without a handle or open(): time passes, armed faults strike, the log
+    /// records it. `patience` is how long the host waits for a silent device.
     platform::Status transfer(BusDevice& device, const SetupPacket& setup, std::uint8_t* data,
                               Duration patience);
     /// Requests carried since the bus was made.

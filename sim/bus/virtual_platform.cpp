@@ -1,5 +1,5 @@
-/// The platform's listing, taken from the virtual bus. Alone in its file, as the sleep is: a program that puts the
-/// bus behind another platform does not get this one as well.
+/// The platform's enumeration, on the virtual bus. It and the sleep have files of their own, so that a program that
+/// puts the bus behind another platform links neither.
 #include "sim/bus/virtual_bus.h"
 
 namespace {

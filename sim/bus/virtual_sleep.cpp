@@ -1,4 +1,4 @@
-/// The platform's clock, in the virtual bus's time.
+/// The platform's sleep, on the virtual bus's clock.
 #include "hub/platform/clock.h"
 #include "sim/bus/virtual_bus.h"
 

@@ -49,7 +49,7 @@ std::string WireLog::text() const
         std::array<char, 80> head{};
         std::snprintf(head.data(), head.size(), "%11.6f #%d %02X %02X %04X %04X len %u -> ",
                       std::chrono::duration<double>(record.time).count(), record.device,
-                      record.setup.requestType, record.setup.request, record.setup.value, record.setup.index,
+                      record.setup.request_type, record.setup.request, record.setup.value, record.setup.index,
                       record.setup.length);
         all += head.data() + statusText(record.status);
         if (!record.data.empty())

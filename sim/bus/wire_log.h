@@ -1,5 +1,5 @@
-/// Every request that reached a device, in order, for tests to compare and for people to read. Requests that
-/// the bus turned away (before open(), or after the device had left) never moved and are not here.
+/// Every request that went over the wire, in order, for tests to compare and people to read. Requests that were
+/// turned away before (without open(), or after the device had left) are not here.
 #pragma once
 
 #include "hub/platform/usb_platform.h"
@@ -16,7 +16,7 @@ struct WireRecord
 {
     Duration time{0}; ///< when the request began
     SetupPacket setup;
-    std::vector<std::uint8_t> data; ///< what moved, whole; empty for a refused read
+    std::vector<std::uint8_t> data; ///< all that moved; empty for a refused read
     platform::Status status = platform::success;
     int device = 0; ///< position on the bus
 };
@@ -26,12 +26,12 @@ class WireLog
 public:
     const std::vector<WireRecord>& records() const { return records_; }
     void clear() { records_.clear(); }
-    /// On as made. Turn it off where millions of requests are served.
+    /// On by default. Turn it off for millions of requests.
     void setEnabled(bool enabled) { enabled_ = enabled; }
     bool enabled() const { return enabled_; }
     void add(WireRecord record) { records_.push_back(std::move(record)); }
 
-    /// One line a record, with the first sixteen bytes of data.
+    /// One line per record, with the first 16 bytes of data.
     std::string text() const;
 
 private:

@@ -1,4 +1,4 @@
-/// DDC/CI messages from the display's side.
+/// DDC/CI messages as the display answers them.
 #include "sim/monitor/ddc_display.h"
 
 #include <algorithm>
@@ -55,7 +55,7 @@ bool DdcDisplay::write(const std::uint8_t* message, std::uint16_t length)
     reply_length_ = 0;
     constexpr unsigned length_byte_and_checksum = 2;
     if (length < 3 || message[0] != (length_flag | (length - length_byte_and_checksum)))
-        return true; // taken and not understood
+        return true; // acknowledged, not understood
     const std::uint8_t opcode = message[1];
     if (opcode == get_feature && length == 4)
         answerFeature(message[2]);
@@ -99,7 +99,7 @@ void DdcDisplay::setFeature(std::uint8_t feature, std::uint16_t value)
         ++factory_resets_;
 }
 
-void DdcDisplay::finishReply(std::size_t length, Duration ready_after)
+void DdcDisplay::finishReply(std::size_t length, Duration readyAfter)
 {
     reply_[0] = source_display;
     reply_[1] = static_cast<std::uint8_t>(length_flag | (length - 2));
@@ -108,7 +108,7 @@ void DdcDisplay::finishReply(std::size_t length, Duration ready_after)
         checksum ^= reply_[i];
     reply_[length] = checksum;
     reply_length_ = length + 1;
-    ready_at_ = env_.clock.now() + ready_after;
+    ready_at_ = env_.clock.now() + readyAfter;
 }
 
 bool DdcDisplay::read(std::uint8_t* reply, std::uint16_t length)

@@ -1,5 +1,5 @@
-/// What every part of the virtual monitor lives in: its bus's time, the faults it is to suffer, and the place
-/// to report a host that does wrong.
+/// What every part of the virtual monitor gets from its bus: the time, the faults that it has, and where to report a
+/// host that breaks a rule.
 #pragma once
 
 #include "sim/bus/clock.h"

@@ -1,4 +1,4 @@
-/// Builds the factory content.
+/// Random-looking code with the marks and versions in it.
 #include "sim/monitor/factory_images.h"
 
 #include <cstring>
@@ -8,20 +8,16 @@ namespace sim {
 namespace {
 
 constexpr std::size_t hub_image_size = 0x10000;
-constexpr std::size_t hub_version_at = 0x7EF9;
 constexpr std::size_t hub_config_block_at = 0xFF00;
-constexpr std::size_t hub_mark_at = hub_config_block_at - 16;
-constexpr std::size_t hub_block = 0x100;
+constexpr std::size_t hub_mark_at = hub_config_block_at - hub_mark_before_block;
 constexpr std::uint8_t no_block_tag = 0x4E; ///< the first byte of no vendor-config tag
 
 constexpr std::size_t scaler_image_size = 0x10100;
-constexpr std::size_t scaler_mark_at = 0xF8FE;
-constexpr std::size_t scaler_version_at = 0xF900;
 constexpr std::size_t scaler_model_at = 0xF906;
 constexpr std::size_t scaler_block = 0x10000;
 constexpr std::size_t leftover_bytes = 0x100; ///< at the start of each stale block
 
-/// Four bytes at a time, since tests build monitors by the thousand. `count` is a multiple of four.
+/// Four bytes at a time, as tests build monitors by the thousand. `count` is a multiple of four.
 void fillWithCode(std::vector<std::uint8_t>& bytes, std::size_t from, std::size_t count, std::uint32_t seed)
 {
     std::uint32_t state = seed;
@@ -44,7 +40,7 @@ std::vector<std::uint8_t> factoryHubImage(Version version)
 {
     std::vector<std::uint8_t> image(hub_image_size);
     fillWithCode(image, 0, image.size(), seedOf(version));
-    for (std::size_t block = 0; block < image.size(); block += hub_block)
+    for (std::size_t block = 0; block < image.size(); block += hub_block_size)
         image[block] = no_block_tag;
     image[hub_config_block_at] = 0x55;
     image[hub_config_block_at + 1] = 0xAA;

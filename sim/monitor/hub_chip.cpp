@@ -1,4 +1,4 @@
-/// The hub chip's answers. All numbers are those of the chip's own request set; see the header for the table.
+/// The hub chip's answers; the header has the table of requests.
 #include "sim/monitor/hub_chip.h"
 
 #include "sim/monitor/factory_images.h"
@@ -12,21 +12,26 @@ using platform::success;
 
 namespace {
 
-constexpr std::uint8_t vendor_out = 0x40;
-constexpr std::uint8_t vendor_in = 0xC0;
+constexpr std::uint8_t request_restart_rom = 0x00;
+constexpr std::uint8_t request_restart = 0x01;
+constexpr std::uint8_t request_enable = 0x02;
+constexpr std::uint8_t request_status = 0x09;
+constexpr std::uint8_t request_read_memory = 0x0D;
+constexpr std::uint8_t request_write_memory = 0x0E;
+constexpr std::uint8_t request_program = 0xC8;
+constexpr std::uint8_t request_read = 0xD8;
+constexpr std::uint8_t request_erase = 0xE8;
+constexpr std::uint8_t request_restart_code = 0xE9;
 
 constexpr std::uint16_t chip_vendor_id = 0x2E4D;
 constexpr std::uint16_t unlock_key = 0x2E4D;
 constexpr std::uint16_t restart_code_value = 0x0101;
-constexpr std::uint16_t super_speed_bit = 0x7000; ///< what the SuperSpeed product ids have more
+constexpr std::uint16_t super_speed_bits = 0x7000; ///< added to the product id of the SuperSpeed face
 constexpr std::uint16_t rom_product_id = 0x0300;
 constexpr std::uint16_t code_product_id = 0x0305;
 
 constexpr std::size_t flash_size = 0x40000;
 constexpr std::size_t largest_transfer = 4096;
-constexpr std::size_t version_at = 0x7EF9;
-constexpr std::size_t flash_block = 256;
-constexpr std::size_t mark_before_block = 16;
 constexpr Version rom_version{0, 1};
 
 constexpr std::size_t status_size = 32;
@@ -38,16 +43,9 @@ constexpr Duration chip_erase_time = std::chrono::milliseconds(800);
 constexpr Duration page_program_time{700};
 constexpr std::size_t page_size = 256;
 
-DeviceTraits traitsOf(bool super, std::uint8_t port)
-{
-    constexpr std::uint32_t super_speed_bus = 0x20000000;
-    constexpr std::uint32_t high_speed_bus = 0x14000000;
-    DeviceTraits traits;
-    traits.vendor_id = chip_vendor_id;
-    traits.speed = super ? 3 : 2;
-    traits.location = (super ? super_speed_bus : high_speed_bus) | static_cast<std::uint32_t>(port) << 20U;
-    return traits;
-}
+/// Speed and location as the operating system gives them; both faces are at port 1 of their buses.
+constexpr DeviceTraits super_speed_traits{chip_vendor_id, 0, 3, 0x20100000};
+constexpr DeviceTraits high_speed_traits{chip_vendor_id, 0, 2, 0x14100000};
 
 bool isConfigBlock(const std::uint8_t* block)
 {
@@ -73,19 +71,20 @@ HubChip::HubChip(const Environment& environment, I2cBridge& bridge, Supply& supp
     , bridge_(bridge)
     , flash_(flash_size, factoryHubImage(setup.hub_version))
     , reset_mode_(setup.reset_mode)
-    , super_speed_(*this, supply, traitsOf(true, setup.port))
-    , high_speed_(*this, supply, traitsOf(false, setup.port))
+    , super_speed_(*this, supply, super_speed_traits)
+    , high_speed_(*this, supply, high_speed_traits)
 {
     comeUp(Start::code_if_valid);
-    back_at_ = env_.clock.now(); // it has been on for a while
+    back_at_ = env_.clock.now(); // it has long been on
 }
 
 bool HubChip::flashIsValid() const
 {
     const std::uint8_t* start = flash().data();
-    for (std::size_t block = flash_size - flash_block; block >= mark_before_block; block -= flash_block) {
+    for (std::size_t block = flash_size - hub_block_size; block >= hub_mark_before_block;
+         block -= hub_block_size) {
         if (isConfigBlock(start + block)) {
-            const std::uint8_t* mark = start + block - mark_before_block;
+            const std::uint8_t* mark = start + block - hub_mark_before_block;
             return mark[0] == 0x55 && mark[1] == 0xAA;
         }
     }
@@ -94,7 +93,7 @@ bool HubChip::flashIsValid() const
 
 Version HubChip::runningVersion() const
 {
-    return runs_code_ ? Version{flash()[version_at], flash()[version_at + 1]} : rom_version;
+    return runs_code_ ? Version{flash()[hub_version_at], flash()[hub_version_at + 1]} : rom_version;
 }
 
 bool HubChip::onBus() const
@@ -105,41 +104,36 @@ bool HubChip::onBus() const
 platform::Status HubChip::control(const SetupPacket& setup, std::uint8_t* data, bool superSpeed)
 {
     flash_operated_ = false;
-    if (setup.request == 0x02)
+    if (setup.request == request_enable)
         return enable(setup);
     if (locked_)
         return pipe_stalled;
     switch (setup.request) {
-    case 0x00:
+    case request_restart_rom:
         return restart(setup, Start::rom);
-    case 0x01:
+    case request_restart:
         return restart(setup, Start::code_if_valid);
-    case 0xE9:
+    case request_restart_code:
         return setup.value == restart_code_value ? restart(setup, Start::code_if_valid) : pipe_stalled;
-    case 0x09:
+    case request_status:
         return readStatus(setup, data);
-    case 0x0D:
-    case 0x0E:
+    case request_read_memory:
+    case request_write_memory:
         return memory(setup, data);
-    case 0xD8:
+    case request_read:
         return readFlash(setup, data);
-    case 0xC8:
+    case request_program:
         return programFlash(setup, data);
-    case 0xE8:
+    case request_erase:
         return eraseFlash(setup);
-    case 0xC6:
-    case 0xD6:
-    case 0xE6:
-    case 0xF6:
+    default: // the bridge is part of the code
         return runs_code_ ? bridge_.control(setup, data, superSpeed) : pipe_stalled;
-    default:
-        return pipe_stalled;
     }
 }
 
 platform::Status HubChip::enable(const SetupPacket& setup)
 {
-    const bool good = setup.requestType == vendor_out && setup.value <= 1 && setup.index == unlock_key;
+    const bool good = setup.request_type == vendor_out && setup.value <= 1 && setup.index == unlock_key;
     if (!good || setup.length != 0)
         return pipe_stalled;
     locked_ = setup.value == 0;
@@ -148,13 +142,13 @@ platform::Status HubChip::enable(const SetupPacket& setup)
 
 platform::Status HubChip::readStatus(const SetupPacket& setup, std::uint8_t* data) const
 {
-    if (setup.requestType != vendor_in || setup.length == 0 || setup.length > status_size)
+    if (setup.request_type != vendor_in || setup.length == 0 || setup.length > status_size)
         return pipe_stalled;
     std::array<std::uint8_t, status_size> block{};
     const std::uint16_t product_id = runs_code_ ? code_product_id : rom_product_id;
     const Version version = runningVersion();
     putBigEndian(&block[0], chip_vendor_id);
-    putBigEndian(&block[2], product_id | super_speed_bit);
+    putBigEndian(&block[2], product_id | super_speed_bits);
     putBigEndian(&block[4], product_id);
     block[10] = version.major;
     block[11] = version.minor;
@@ -166,8 +160,8 @@ platform::Status HubChip::readStatus(const SetupPacket& setup, std::uint8_t* dat
 
 platform::Status HubChip::memory(const SetupPacket& setup, std::uint8_t* data)
 {
-    const bool reads = setup.request == 0x0D;
-    if (setup.requestType != (reads ? vendor_in : vendor_out) || !fits(setup, setup.index, memory_.size()))
+    const bool reads = setup.request == request_read_memory;
+    if (setup.request_type != (reads ? vendor_in : vendor_out) || !fits(setup, setup.index, memory_.size()))
         return pipe_stalled;
     std::uint8_t* cells = &memory_[setup.index];
     if (reads)
@@ -179,7 +173,7 @@ platform::Status HubChip::memory(const SetupPacket& setup, std::uint8_t* data)
 
 platform::Status HubChip::readFlash(const SetupPacket& setup, std::uint8_t* data) const
 {
-    if (setup.requestType != vendor_in || !fits(setup, setup.address(), flash_size))
+    if (setup.request_type != vendor_in || !fits(setup, setup.address(), flash_size))
         return pipe_stalled;
     std::copy_n(&flash()[setup.address()], setup.length, data);
     return success;
@@ -187,7 +181,7 @@ platform::Status HubChip::readFlash(const SetupPacket& setup, std::uint8_t* data
 
 platform::Status HubChip::programFlash(const SetupPacket& setup, const std::uint8_t* data)
 {
-    if (setup.requestType != vendor_out || runs_code_ || !fits(setup, setup.address(), flash_size))
+    if (setup.request_type != vendor_out || runs_code_ || !fits(setup, setup.address(), flash_size))
         return pipe_stalled;
     env_.clock.advance(page_program_time * ((setup.length + page_size - 1) / page_size));
     if (!flash_.program(setup.address(), data, setup.length))
@@ -198,7 +192,7 @@ platform::Status HubChip::programFlash(const SetupPacket& setup, const std::uint
 
 platform::Status HubChip::eraseFlash(const SetupPacket& setup)
 {
-    if (setup.requestType != vendor_out || runs_code_ || setup.address() != 0 || setup.length != 0)
+    if (setup.request_type != vendor_out || runs_code_ || setup.address() != 0 || setup.length != 0)
         return pipe_stalled;
     env_.clock.advance(chip_erase_time);
     flash_.erase(0, flash_size);
@@ -208,7 +202,7 @@ platform::Status HubChip::eraseFlash(const SetupPacket& setup)
 
 platform::Status HubChip::restart(const SetupPacket& setup, Start start)
 {
-    if (setup.requestType != vendor_out || setup.length != 0)
+    if (setup.request_type != vendor_out || setup.length != 0)
         return pipe_stalled;
     leaveBus();
     comeUp(start);
@@ -231,7 +225,7 @@ void HubChip::comeUp(Start start)
     memory_.fill(0);
     bridge_.reset();
     high_speed_.traits.product_id = runs_code_ ? code_product_id : rom_product_id;
-    super_speed_.traits.product_id = high_speed_.traits.product_id | super_speed_bit;
+    super_speed_.traits.product_id = high_speed_.traits.product_id | super_speed_bits;
 }
 
 void HubChip::setPlugged(bool plugged)

@@ -1,5 +1,5 @@
-/// The hub chip, as its vendor requests see it: boot ROM and flash code, the vendor-command lock, status
-/// block, resets, memory and SPI flash. It shows itself on the bus as one face or two.
+/// The hub chip as its vendor requests show it: boot ROM and flash code, vendor-command lock, status block, resets,
+/// memory and SPI flash. On the bus it is one USB device or two, its faces.
 ///
 ///     bRequest  dir  wValue, wIndex           data          what the chip does
 ///     0x02      out  1 or 0, key 0x2E4D       -             unlocks or locks all others, on both faces
@@ -13,9 +13,9 @@
 ///     0xE8      out  0, 0                     -             erases the flash; only in ROM
 ///     0xC6 0xD6 0xE6 0xF6                                   I2C bridge; only in code (i2c_bridge.h)
 ///
-/// Anything else, a length or direction out of this table, and every request but 0x02 on a locked chip is
-/// refused with a stall. Each restart locks the chip and takes both faces off the bus at once; they come back
-/// together as new devices, the ROM after 2.5 s, the code after 3 s.
+/// The chip stalls anything else, a length or direction that is not in this table, and while it is locked every
+/// request but 0x02. Each restart locks it and takes both faces off the bus at once; they come back together as new
+/// devices, after 2.5 s with the ROM, after 3 s with the code.
 #pragma once
 
 #include "sim/monitor/environment.h"
@@ -37,23 +37,22 @@ public:
 
     /// 256 KiB.
     const std::vector<std::uint8_t>& flash() const { return flash_.bytes(); }
-    /// Puts `image` into the flash by hand, the rest blank. What runs stays until the next restart.
+    /// Replaces the flash's content, as a programmer would: `image`, then blank. What runs stays until the next
+    /// restart.
     void loadFlash(const std::vector<std::uint8_t>& image) { flash_.load(image); }
-    /// Whether the chip would start its code from the flash as it is now.
+    /// Would the chip start its code from the flash as it is now?
     bool flashIsValid() const;
 
-    /// Code or ROM; while the chip restarts, the one that is coming up.
+    /// The code, not the ROM; while the chip restarts, what is coming up.
     bool runsCode() const { return runs_code_; }
-    /// What the status block says: of the code the bytes in flash, of the ROM 0.1.
+    /// The version in the status block: the code's is in flash, the ROM's is 0.1.
     Version runningVersion() const;
-    bool isLocked() const { return locked_; }
 
     HubFace& superSpeedFace() { return super_speed_; }
     HubFace& highSpeedFace() { return high_speed_; }
     bool onBus() const;
 
-    /// One request on endpoint 0 of a face, without bus, handle or log: a front for another kind of host
-    /// starts here.
+    /// Answers one request on endpoint 0 of a face. `data` is as for BusDevice::control().
     platform::Status control(const SetupPacket& setup, std::uint8_t* data, bool superSpeed);
 
     void setPlugged(bool plugged);
@@ -85,7 +84,7 @@ private:
     bool powered_ = true;
     bool runs_code_ = false;
     bool locked_ = true;
-    bool flash_operated_ = false; ///< the latest request erased or programmed
+    bool flash_operated_ = false; ///< the last request erased or programmed
     Duration back_at_{0};         ///< when the restarted chip is on the bus again
 };
 

@@ -1,4 +1,4 @@
-/// Hands everything to the chip and to the monitor's plugs.
+/// Passes everything on, to the chip or to the monitor's plugs.
 #include "sim/monitor/hub_face.h"
 
 #include "sim/monitor/hub_chip.h"
@@ -9,8 +9,8 @@ namespace {
 constexpr std::uint8_t super_speed = 3;
 } // namespace
 
-HubFace::HubFace(HubChip& chip, Supply& supply, const DeviceTraits& face_traits)
-    : BusDevice(face_traits)
+HubFace::HubFace(HubChip& chip, Supply& supply, const DeviceTraits& faceTraits)
+    : BusDevice(faceTraits)
     , chip_(chip)
     , supply_(supply)
 {

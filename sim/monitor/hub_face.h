@@ -1,4 +1,4 @@
-/// One of the two USB devices that the hub chip shows: the same chip on the SuperSpeed or the High-Speed bus.
+/// One of the two USB devices that the hub chip is: the same chip on the SuperSpeed or the High-Speed bus.
 #pragma once
 
 #include "sim/bus/bus_device.h"
@@ -11,7 +11,7 @@ class HubChip;
 class HubFace final : public BusDevice
 {
 public:
-    HubFace(HubChip& chip, Supply& supply, const DeviceTraits& face_traits);
+    HubFace(HubChip& chip, Supply& supply, const DeviceTraits& faceTraits);
 
     bool isSuperSpeed() const;
     /// The chip has taken the face off the bus.

@@ -1,12 +1,9 @@
-/// Which slave a request reaches, and with what.
+/// Takes each request to the configured slave.
 #include "sim/monitor/i2c_bridge.h"
 
 namespace sim {
 
 namespace {
-
-constexpr std::uint8_t vendor_out = 0x40;
-constexpr std::uint8_t vendor_in = 0xC0;
 
 constexpr std::uint8_t request_configure = 0xF6;
 constexpr std::uint8_t request_short = 0xE6;
@@ -49,7 +46,7 @@ platform::Status I2cBridge::control(const SetupPacket& setup, std::uint8_t* data
 {
     if (setup.request == request_configure)
         return configure(setup);
-    if (setup.requestType != vendor_out && setup.requestType != vendor_in)
+    if (setup.request_type != vendor_out && setup.request_type != vendor_in)
         return platform::pipe_stalled;
     bool acknowledged = false;
     if (displaySelected())
@@ -63,7 +60,7 @@ platform::Status I2cBridge::control(const SetupPacket& setup, std::uint8_t* data
 
 platform::Status I2cBridge::configure(const SetupPacket& setup)
 {
-    if (setup.requestType != vendor_out || setup.length != 0)
+    if (setup.request_type != vendor_out || setup.length != 0)
         return platform::pipe_stalled;
     config_ = {highByte(setup.value), lowByte(setup.value), highByte(setup.index), lowByte(setup.index)};
     return platform::success;

@@ -1,4 +1,4 @@
-/// The I2C master inside the hub chip. It lives in the flash code, so there is none while the ROM runs.
+/// The I2C master inside the hub chip. It is part of the code in flash; the ROM has none.
 ///
 ///     bRequest  dir       wValue, wIndex                          data
 ///     0xF6      out       slave << 8 | register-address length,   -       configures, until the next 0xF6
@@ -9,10 +9,9 @@
 ///
 /// Behind it are the display (8-bit address 0x6E, register-address length 1, data length 0x80, mode 0x80 plus
 /// 0 to 7; blocks at address 0x51) and the scaler's ISP port (0x94, register-address length 1, mode 0x03;
-/// data length 1 for short transfers, for block writes 128 from the SuperSpeed face and 64 from the
-/// High-Speed face). No slave, another slave, another configuration: NACK, which the host sees as a stall. A
-/// wrong data length at the ISP port is a violation too: the real bridge would move bytes that nobody asked
-/// for.
+/// data length 1 for short transfers, for block writes 128 from the SuperSpeed face and 64 from the High-Speed
+/// face). Any other slave or configuration gets a NACK, which the host sees as a stall. A wrong data length at the
+/// ISP port is a violation as well: the real bridge would transfer bytes that nobody asked for.
 #pragma once
 
 #include "sim/monitor/ddc_display.h"
@@ -29,7 +28,7 @@ public:
     I2cBridge(const Environment& environment, DdcDisplay& display, ScalerIsp& scaler);
 
     platform::Status control(const SetupPacket& setup, std::uint8_t* data, bool superSpeed);
-    /// Forgets the configuration, as the hub does when it restarts.
+    /// Drops the configuration; the hub does so when it restarts.
     void reset() { config_ = {}; }
 
 private:

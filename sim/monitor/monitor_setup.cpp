@@ -1,6 +1,7 @@
-/// The family's table.
+/// The table of the models. To add one, add its row here and its name to Model.
 #include "sim/monitor/monitor_setup.h"
 
+#include <algorithm>
 #include <array>
 
 namespace sim {
@@ -9,7 +10,7 @@ namespace {
 
 constexpr std::uint32_t mib = 0x100000;
 
-/// In order of Model. The user-code area starts at 1 MiB; the QX1655 leaves the factory with it blank.
+/// In the order of Model. The user-code area starts at 1 MiB; only the QX1655 leaves the factory with it blank.
 constexpr std::array<ModelFacts, 3> models{{
     {"QX1320", 2 * mib, 0xFE19, 0x1029, 1 * mib, 2 * mib},
     {"QX1650", 2 * mib, 0xFE28, 0x1038, 1 * mib, 2 * mib},
@@ -21,6 +22,13 @@ constexpr std::array<ModelFacts, 3> models{{
 const ModelFacts& factsOf(Model model)
 {
     return models.at(static_cast<std::size_t>(model));
+}
+
+std::optional<Model> modelNamed(const std::string& name)
+{
+    const auto found = std::find_if(models.begin(), models.end(),
+                                    [&name](const ModelFacts& facts) { return facts.name == name; });
+    return found == models.end() ? std::nullopt : std::optional(static_cast<Model>(found - models.begin()));
 }
 
 std::string factoryCapabilities(Model model)

@@ -1,8 +1,8 @@
-/// What a virtual monitor is as it leaves the factory, and what sets the models of the family apart. The
-/// numbers are the scalers' own.
+/// A virtual monitor as it leaves the factory, and how the models of the family differ.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace sim {
@@ -25,10 +25,9 @@ struct MonitorSetup
     Model model = Model::qx1650;
     Version hub_version{1, 2};      ///< factory hub image in flash, with a valid mark
     Version display_version{11, 0}; ///< factory scaler firmware
-    std::string capabilities;       ///< empty: the model's own text
+    std::string capabilities;       ///< empty: the model's usual text
     bool has_super_speed_face = true;
     std::uint8_t reset_mode = 0; ///< byte 13 of the hub's status block
-    std::uint8_t port = 1;       ///< root port of both faces: digit 1 of their location ids
 };
 
 struct ModelFacts
@@ -36,12 +35,14 @@ struct ModelFacts
     const char* name;
     std::uint32_t flash_size;
     std::uint16_t output_register; ///< drives the flash's write-protect pin; 1 releases it
-    std::uint16_t config_register; ///< pin configuration that the pin-share register has to follow
-    std::uint32_t stale_from;      ///< flash that left the factory with leftovers of a test run in it
+    std::uint16_t config_register; ///< pin configuration that the pin-share register has to copy
+    std::uint32_t
+        stale_from; ///< from here to stale_to the flash holds leftovers of a test run in the factory
     std::uint32_t stale_to;
 };
 
 const ModelFacts& factsOf(Model model);
+std::optional<Model> modelNamed(const std::string& name);
 
 /// The capabilities text of a model, 100 to 200 characters long.
 std::string factoryCapabilities(Model model);

@@ -1,4 +1,4 @@
-/// Cells and torn operations.
+/// Cells, and operations that are torn.
 #include "sim/monitor/nor_flash.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-/// Memory cells of a NOR flash: erasing sets bits, programming only clears them, and an operation that loses
-/// its power half way leaves some of the bits where they were.
+/// Memory cells of a NOR flash: erasing sets bits, programming only clears them, and an operation that loses power
+/// half way leaves some of the bits unchanged.
 #pragma once
 
 #include <cstddef>
@@ -11,13 +11,12 @@ namespace sim {
 class NorFlash
 {
 public:
-    /// As it leaves the factory: `bytes`, filled up to `size` with FF.
+    /// `bytes`, filled up to `size` with FF.
     NorFlash(std::size_t size, std::vector<std::uint8_t> bytes);
 
     const std::vector<std::uint8_t>& bytes() const { return bytes_; }
-    std::size_t size() const { return bytes_.size(); }
 
-    /// Sets the whole content by hand, with a programmer clipped to the chip; what is left over is blank.
+    /// Replaces the whole content, as a programmer clipped to the chip would; what `bytes` leaves over is blank.
     void load(const std::vector<std::uint8_t>& bytes);
 
     void erase(std::size_t address, std::size_t count);
@@ -25,8 +24,9 @@ public:
     bool program(std::size_t address, const std::uint8_t* data, std::size_t count);
     bool blank(std::size_t address, std::size_t count) const;
 
-    /// Undoes part of the last operation, as the power goes while it runs: either a stretch from its start is
-    /// done and the rest is not, or every bit on the way is anywhere. Each bit is as before or as after.
+    /// Undoes part of the last operation, as when the power goes while it runs. `seed` decides how: either the bytes
+    /// up to some point are done, those after it are not, and that one is torn; or every bit that was to change has
+    /// changed or not, at random.
     void tear(std::uint64_t seed);
 
 private:
@@ -34,7 +34,7 @@ private:
 
     std::vector<std::uint8_t> bytes_;
     std::size_t last_address_ = 0;
-    std::vector<std::uint8_t> before_; ///< what the last operation found
+    std::vector<std::uint8_t> before_; ///< the cells of the last operation, before it
 };
 
 } // namespace sim

@@ -1,5 +1,7 @@
-/// The scaler's register file and flash controller. All numbers are the scaler's own; see the header.
+/// The scaler's register file and flash controller; the header has the table of registers.
 #include "sim/monitor/scaler_isp.h"
+
+#include "sim/monitor/factory_images.h"
 
 #include <algorithm>
 
@@ -48,19 +50,16 @@ constexpr std::uint8_t leave_isp = 0x02;
 constexpr std::uint8_t index_of_page = 0x9F;
 
 constexpr std::uint16_t pin_share_register = 0x10AB;
-constexpr std::uint8_t pin_function = 0x07; ///< the other five bits follow the config register
+constexpr std::uint8_t pin_function = 0x07; ///< the other five bits have to equal the config register's
 constexpr std::uint8_t pin_is_output = 0x01;
 
-/// Scaler registers that are not 0 at power on: the config registers of both boards, and the pin-share
-/// register that has to be made to follow one of them.
+/// Registers that are not 0 at power on, besides the pin-share register: the config register of each board.
 constexpr std::uint16_t qx1320_config = 0x1029;
 constexpr std::uint16_t qx165x_config = 0x1038;
 
 constexpr std::uint32_t erase_block_size = 0x10000;
 constexpr std::uint32_t page_size = 0x100;
 constexpr std::uint32_t user_image = 0x100000;
-constexpr std::uint32_t mark_in_image = 0xF8FE;
-constexpr std::uint32_t version_in_image = 0xF900;
 constexpr std::uint32_t user_code_marker = 0x1FF8FE;
 
 constexpr Duration isp_entry_time = std::chrono::milliseconds(25);
@@ -79,21 +78,21 @@ Duration checkTime(std::uint32_t bytes)
     return Duration(bytes / 2 + 1);
 }
 
-bool hasMark(const SerialFlash& flash, std::uint32_t address)
+bool hasMark(const SerialFlash& flash, std::size_t address)
 {
     return flash.bytes()[address] == 0xAA && flash.bytes()[address + 1] == 0x55;
 }
 
 } // namespace
 
-ScalerIsp::ScalerIsp(const Environment& environment, Model model, Version factory_version)
+ScalerIsp::ScalerIsp(const Environment& environment, Model model, Version factoryVersion)
     : env_(environment)
     , facts_(factsOf(model))
-    , flash_(model, factory_version)
+    , flash_(facts_.flash_size, factoryScalerFlash(model, factoryVersion))
     , scaler_registers_(0x10000)
 {
     restart();
-    up_at_ = env_.clock.now(); // it has been on for a while
+    up_at_ = env_.clock.now(); // it has long been on
 }
 
 void ScalerIsp::restart()
@@ -110,8 +109,8 @@ void ScalerIsp::restart()
     busy_ = Busy::idle;
     isp_at_ = Duration::max();
     flash_.powerOn();
-    runs_user_code_ = hasMark(flash_, user_code_marker) && hasMark(flash_, user_image + mark_in_image);
-    const std::uint8_t* version = &flash_.bytes()[(runs_user_code_ ? user_image : 0) + version_in_image];
+    runs_user_code_ = hasMark(flash_, user_code_marker) && hasMark(flash_, user_image + scaler_mark_at);
+    const std::uint8_t* version = &flash_.bytes()[(runs_user_code_ ? user_image : 0) + scaler_version_at];
     running_version_ = {version[0], version[1]};
     up_at_ = env_.clock.now() + restart_time;
 }
@@ -151,7 +150,7 @@ bool ScalerIsp::ready() const
 void ScalerIsp::violation(const char* text)
 {
     const Troubles& troubles = env_.faults.troubles;
-    if (!troubles.scaler_never_in_isp_mode && !troubles.scaler_never_ready) // else it is not the host's doing
+    if (!troubles.scaler_never_in_isp_mode && !troubles.scaler_never_ready) // else it is not the host's fault
         env_.violations.add(text);
 }
 
@@ -178,11 +177,10 @@ void ScalerIsp::start(Busy what, Duration time)
     busy_until_ = env_.clock.now() + time;
 }
 
-std::uint32_t ScalerIsp::address(std::uint8_t first_register) const
+std::uint32_t ScalerIsp::address(std::uint8_t firstRegister) const
 {
-    return static_cast<std::uint32_t>(registers_[first_register]) << 16U |
-           static_cast<std::uint32_t>(registers_[first_register + 1U]) << 8U |
-           registers_[first_register + 2U];
+    return static_cast<std::uint32_t>(registers_[firstRegister]) << 16U |
+           static_cast<std::uint32_t>(registers_[firstRegister + 1U]) << 8U | registers_[firstRegister + 2U];
 }
 
 void ScalerIsp::writeRegister(std::uint8_t number, std::uint8_t value)
@@ -309,7 +307,7 @@ void ScalerIsp::check()
     start(Busy::check, checkTime(count));
 }
 
-bool ScalerIsp::writeBlock(std::uint32_t flash_address, const std::uint8_t* data, std::uint16_t length)
+bool ScalerIsp::writeBlock(std::uint32_t flashAddress, const std::uint8_t* data, std::uint16_t length)
 {
     const bool selected = port_selected_;
     port_selected_ = false;
@@ -319,7 +317,7 @@ bool ScalerIsp::writeBlock(std::uint32_t flash_address, const std::uint8_t* data
         violation("scaler: program data while the data port is not selected");
     else if (!ready())
         violation("scaler: program data before the data port is ready");
-    else if ((flash_address & 0xFFFFFFU) != address(reg_address))
+    else if ((flashAddress & 0xFFFFFFU) != address(reg_address))
         violation("scaler: program data for another address than the registers hold");
     else if (length == 0 || length > registers_[reg_length] + 1U)
         violation("scaler: program data longer than the length register says");

@@ -2,7 +2,7 @@
 /// registers, and a controller that drives the serial flash with the opcodes the host has given it.
 ///
 ///     register      what the scaler does
-///     60            command control: B8, B9 run an erase; 68, 69 run a status write; reads 1 while one runs
+///     60            command control: B8 then B9 run an erase, 68 then 69 a status write; reads 1 while one runs
 ///     61            command opcode: D8 erase 64 KiB, 01 write status
 ///     62, 63        write-enable opcode (06), enable-write-status opcode (50)
 ///     64 65 66      flash address, high to low; 64 also holds the value of a status write
@@ -15,10 +15,10 @@
 ///     EE            02 leaves ISP mode and restarts the scaler
 ///     F4 F5         index and data of the indirect port; the data at index 9F selects the page
 ///
-/// Outside ISP mode only 6F lives; mode comes 25 ms after it was asked for. An operation that the chip cannot
-/// do is left out in silence (wrong opcode, protected flash) or is a violation (outside ISP mode, while busy,
-/// data port not selected). Asking for ISP mode again drops a block that was not programmed. While the scaler
-/// restarts, 5 s, nothing answers. Flash addresses wrap at the size of the flash.
+/// ISP mode begins 25 ms after the request for it; before that only 6F works. An operation that the chip cannot do is
+/// ignored (wrong opcode, protected flash) or is a violation (outside ISP mode, while busy, data port not selected).
+/// Asking for ISP mode again drops a block that was not programmed. Nothing answers for the 5 s in which the scaler
+/// restarts. Flash addresses wrap at the size of the flash.
 #pragma once
 
 #include "sim/monitor/environment.h"
@@ -34,30 +34,30 @@ namespace sim {
 class ScalerIsp
 {
 public:
-    ScalerIsp(const Environment& environment, Model model, Version factory_version);
+    ScalerIsp(const Environment& environment, Model model, Version factoryVersion);
 
     SerialFlash& flash() { return flash_; }
     const SerialFlash& flash() const { return flash_; }
     bool inIspMode() const;
-    /// The write-protect pin and what drives it: lifted while the model's output register is 1 and the
-    /// pin-share register (page 10, index AB) is the config register with 001 in its low three bits.
+    /// The write-protect pin. It is released while the model's output register is 1 and the pin-share register
+    /// (page 10, index AB) equals the config register but for 001 in its low three bits.
     bool hardwareProtected() const;
-    /// The firmware that runs, or is about to: the user code when its marker and image are in place at the
-    /// restart, else the factory firmware.
+    /// The firmware that runs, or will when the restart is over: the user code if its marker and its image were in
+    /// place at the restart, else the factory firmware.
     Version runningVersion() const { return running_version_; }
     bool runsUserCode() const { return runs_user_code_; }
-    /// Whether the firmware is up and drives the display.
+    /// The firmware is up and drives the display.
     bool displayRuns() const { return answers() && !inIspMode(); }
 
-    /// Whether the ISP port is there at all.
+    /// The ISP port acknowledges its address.
     bool answers() const { return env_.clock.now() >= up_at_; }
     void writeRegister(std::uint8_t number, std::uint8_t value);
     std::uint8_t readRegister(std::uint8_t number);
     void selectRegister(std::uint8_t number);
-    /// Bytes for the data port. Refused unless they can be programmed next at `address`.
+    /// Bytes for the data port. Refused unless they can be programmed at `address` next.
     bool writeBlock(std::uint32_t address, const std::uint8_t* data, std::uint16_t length);
 
-    /// The power goes; a flash operation that runs is torn.
+    /// The power goes; a flash operation in progress is torn.
     void powerOff(const PowerLoss& loss);
     void powerOn() { restart(); }
 
@@ -71,11 +71,11 @@ private:
     /// Reports and refuses an operation that needs ISP mode and an idle controller.
     bool mayOperate();
     void start(Busy what, Duration time);
-    /// The flash takes erase and program: write-enable opcode known, no protection.
+    /// The flash takes erase and program: the write-enable opcode is set, and nothing protects it.
     bool flashListens() const;
 
     void writeControl(std::uint8_t value);
-    void runCommand(std::uint8_t control);
+    void runCommand(std::uint8_t value);
     void eraseBlock();
     void writeFlashStatus();
     void check();
@@ -83,7 +83,8 @@ private:
     void leave();
     std::uint8_t control() const;
     std::uint8_t* indirect();
-    std::uint32_t address(std::uint8_t first_register) const;
+    /// The 24-bit address in this register and the two after it.
+    std::uint32_t address(std::uint8_t firstRegister) const;
 
     Environment env_;
     const ModelFacts& facts_;
@@ -92,9 +93,9 @@ private:
     std::vector<std::uint8_t> scaler_registers_; ///< the 64 Ki behind the indirect port
     std::uint8_t page_ = 0;
     std::array<std::uint8_t, 0x100> block_{};
-    std::size_t block_length_ = 0; ///< taken at the data port, not yet programmed
+    std::size_t block_length_ = 0; ///< received at the data port, not yet programmed
     bool port_selected_ = false;
-    std::uint32_t follow_on_ = 0; ///< where sequential programming goes on
+    std::uint32_t follow_on_ = 0; ///< where sequential programming continues
     Busy busy_ = Busy::idle;
     Duration busy_until_{0};
     Duration ready_at_{0};

@@ -1,5 +1,4 @@
-/// The monitor's two plugs, as seen from one face of its hub: what is pulled there is pulled for the whole
-/// monitor.
+/// The monitor's two plugs, USB cable and power, for a face of its hub to pull: either concerns the whole monitor.
 #pragma once
 
 #include "sim/bus/bus_device.h"

@@ -7,7 +7,7 @@
 namespace sim::vhci {
 
 namespace {
-/// The kernel sends no more with one control request; beyond it, it is not the kernel that speaks.
+/// The kernel sends no more with one control request.
 constexpr std::uint32_t longest_data = 0x10000;
 } // namespace
 
@@ -45,7 +45,7 @@ bool FaceLink::serveSubmit(const Request& request)
     switch (function_.control(request.setup, data)) {
     case platform::success:
         break;
-    case platform::timeout: // a silent device: the host gives up by itself
+    case platform::timeout: // a silent device; the host gives up by itself
         waiting_.insert(request.number);
         return true;
     case platform::no_device:
@@ -63,7 +63,7 @@ bool FaceLink::serveSubmit(const Request& request)
 bool FaceLink::serveUnlink(const Request& request)
 {
     const bool waited = waiting_.erase(request.unlinked) != 0;
-    return send(unlinkReply(request.number, waited ? status_taken_back : status_done));
+    return send(unlinkReply(request.number, waited ? status_unlinked : status_done));
 }
 
 bool FaceLink::receive(std::uint8_t* data, std::size_t size)

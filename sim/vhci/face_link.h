@@ -1,6 +1,6 @@
-/// The line between one face and the kernel: takes requests from a socket, answers them, and keeps those that
-/// stay open. Endpoint 0 is the face's; the other one reports changes at the hub's ports, of which there are
-/// none, so what is asked there waits until the kernel takes it back.
+/// The connection between one face and the kernel: takes requests from a socket, answers them, and remembers those
+/// that stay open. Endpoint 0 is the face's. The other endpoint reports changes at the hub's ports, which never
+/// change, so requests to it wait until the kernel unlinks them.
 #pragma once
 
 #include "sim/vhci/file_descriptor.h"
@@ -18,8 +18,8 @@ public:
     FaceLink(FileDescriptor socket, HubFunction function);
 
     int descriptor() const { return socket_.get(); }
-    /// Takes one request and answers it; blocks until a request has come whole. False: the line is over,
-    /// because the kernel has closed it, does not keep to the protocol, or the face is gone.
+    /// Receives one whole request, blocking, and answers it. False ends the connection: the kernel has closed it or
+    /// broken the protocol, or the face has left.
     bool serve();
 
 private:
@@ -30,7 +30,7 @@ private:
 
     FileDescriptor socket_;
     HubFunction function_;
-    std::set<std::uint32_t> waiting_; ///< requests without an answer
+    std::set<std::uint32_t> waiting_; ///< numbers of the requests without an answer
 };
 
 } // namespace sim::vhci

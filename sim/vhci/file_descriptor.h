@@ -1,4 +1,4 @@
-/// An open file that is closed once.
+/// Owns a file descriptor and closes it.
 #pragma once
 
 #include <unistd.h>

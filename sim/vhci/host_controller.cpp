@@ -1,4 +1,4 @@
-/// Reads `status`, writes `attach`, looks for devices below the root hubs.
+/// Reads `status`, writes `attach`, and looks for devices below the root hubs.
 #include "sim/vhci/host_controller.h"
 
 #include <filesystem>
@@ -10,12 +10,12 @@ namespace sim::vhci {
 
 namespace {
 
-/// In the column `sta`: nothing is plugged in.
+/// In the column `sta` of `status`: nothing is plugged in.
 constexpr int port_is_free = 4;
 /// As the kernel numbers speeds (enum usb_device_speed).
 constexpr int high_speed = 3;
 constexpr int super_speed = 5;
-/// Bus and device number that a device had elsewhere; any but 0 will do.
+/// Bus and device number at the exporting host; any but 0 will do.
 constexpr int foreign_device = 0x00010001;
 
 } // namespace
@@ -41,7 +41,7 @@ std::optional<int> HostController::freePort(bool superSpeed, std::optional<int> 
     std::string kind;
     int port = 0;
     int state = 0;
-    int root_port = 0; // ports of one kind belong to one root hub, which counts its own from 1
+    int root_port = 0; // counted from 1 on each root hub, and there is one for each speed
     std::getline(status, line);
     while (status >> kind >> port >> state && std::getline(status, line)) {
         if (kind != (superSpeed ? "ss" : "hs"))

@@ -1,4 +1,4 @@
-/// Each descriptor as its bytes, in the order of the standard's tables.
+/// The bytes of each descriptor, in the order of the standard's tables.
 #include "sim/vhci/hub_descriptors.h"
 
 #include <initializer_list>
@@ -45,7 +45,7 @@ Bytes deviceDescriptor(const HubIdentity& hub)
 {
     const std::uint8_t usb_major = hub.super_speed ? 3 : 2;
     const std::uint8_t usb_minor = hub.super_speed ? 0x00 : 0x10;
-    // The size of packets on endpoint 0: bytes, or for SuperSpeed the power of two.
+    // Packet size of endpoint 0: in bytes, for SuperSpeed as a power of two.
     const std::uint8_t packet = hub.super_speed ? 9 : 64;
     return {18,
             device_type,
@@ -67,7 +67,7 @@ Bytes deviceDescriptor(const HubIdentity& hub)
             1};
 }
 
-/// One interface with the endpoint that reports changes of the ports.
+/// One interface, with the endpoint that reports changes at the ports.
 Bytes configurationDescriptor(bool superSpeed)
 {
     constexpr std::uint8_t self_powered = 0xE0; // and wakes the host
@@ -87,23 +87,16 @@ Bytes configurationDescriptor(bool superSpeed)
     return all;
 }
 
-/// Link power management, and for SuperSpeed the link's speeds and what the two faces have in common.
+/// Link power management, and for SuperSpeed the link's speeds and the container id, which both faces share.
 Bytes bosDescriptor(bool superSpeed)
 {
     Bytes all{5, bos_type, 0, 0, 1};
     append(all, {7, capability_type, 0x02, 0x02, 0, 0, 0});
     if (superSpeed) {
         append(all, {10, capability_type, 0x03, 0, 0x0E, 0, 1, 0, 0, 0});
-        append(all, {20,   capability_type,
-                     0x04, 0,
-                     0x51, 0x58,
-                     0x16, 0x50,
-                     0x2E, 0x4D,
-                     0x40, 0x00,
-                     0x80, 0x00,
-                     0x4D, 0x6F,
-                     0x6E, 0x69,
-                     0x74, 0x72});
+        append(all, {20, capability_type, 0x04, 0});
+        append(all, {0x51, 0x58, 0x16, 0x50, 0x2E, 0x4D, 0x40, 0x00, 0x80, 0x00, 0x4D, 0x6F, 0x6E, 0x69, 0x74,
+                     0x72});
         all[4] = 3;
     }
     all[2] = low(all.size());
@@ -145,7 +138,7 @@ Bytes standardDescriptor(const HubIdentity& hub, std::uint16_t value)
 Bytes hubClassDescriptor(bool superSpeed)
 {
     constexpr std::uint8_t each_port_by_itself = 0x09; // power switches and over-current
-    constexpr std::uint8_t power_good = 50;            // in 2 ms: that long a port takes to get power
+    constexpr std::uint8_t power_good = 50;            // in units of 2 ms: how long a port takes to get power
     if (superSpeed)
         return {12, super_speed_hub_type, hub_port_count, each_port_by_itself, 0, power_good, 0, 0, 0, 0, 0,
                 0};

@@ -1,5 +1,5 @@
-/// The descriptors of the monitor's hub: four downstream ports, powered by the monitor (USB 2.0 chapter 11,
-/// USB 3.2 chapters 9 and 10). They are what makes an operating system bind its hub driver.
+/// The descriptors of the monitor's hub, which make an operating system bind its hub driver: four downstream ports,
+/// self-powered (USB 2.0 chapter 11, USB 3.2 chapters 9 and 10).
 #pragma once
 
 #include "sim/monitor/monitor_setup.h"
@@ -23,9 +23,9 @@ struct HubIdentity
 
 constexpr std::uint8_t hub_port_count = 4;
 
-/// Answer to GET_DESCRIPTOR, `value` being type and index; empty: the hub has none such.
+/// The answer to GET_DESCRIPTOR; `value` is type and index. Empty if the hub has no such descriptor.
 Bytes standardDescriptor(const HubIdentity& hub, std::uint16_t value);
-/// The class's own descriptor, of another type and size at each speed.
+/// The hub class's own descriptor; type and size differ by speed.
 Bytes hubClassDescriptor(bool superSpeed);
 
 } // namespace sim::vhci

@@ -7,7 +7,7 @@ namespace sim::vhci {
 
 namespace {
 
-/// Type and request, as the tables of the standards name them together.
+/// bmRequestType and bRequest in one number, as a request is told by both.
 constexpr unsigned key(std::uint8_t type, std::uint8_t request)
 {
     return static_cast<unsigned>(type) << 8U | request;
@@ -39,7 +39,7 @@ constexpr std::uint8_t set_sel = 48;
 constexpr std::uint8_t set_isoch_delay = 49;
 
 constexpr std::uint8_t self_powered = 1;
-// A port with power and nothing in it; at SuperSpeed it says that it looks for a partner.
+// A powered port with nothing in it; the SuperSpeed link state is Rx.Detect.
 constexpr std::uint16_t empty_port = 0x0100;
 constexpr std::uint16_t empty_super_speed_port = 0x02A0;
 
@@ -53,7 +53,7 @@ HubFunction::HubFunction(HubIdentity identity, VendorRequests vendor)
 
 platform::Status HubFunction::control(const SetupPacket& setup, Bytes& data)
 {
-    if ((setup.requestType & kind_mask) == vendor_kind) {
+    if ((setup.request_type & kind_mask) == vendor_kind) {
         data.resize(setup.length);
         return vendor_(setup, data.data());
     }
@@ -67,10 +67,10 @@ platform::Status HubFunction::control(const SetupPacket& setup, Bytes& data)
     return platform::success;
 }
 
-/// Empty: there is no answer.
+/// Empty if there is no answer.
 Bytes HubFunction::reply(const SetupPacket& setup) const
 {
-    switch (key(setup.requestType, setup.request)) {
+    switch (key(setup.request_type, setup.request)) {
     case key(from_device, get_descriptor):
         return standardDescriptor(identity_, setup.value);
     case key(from_hub, get_descriptor):
@@ -101,10 +101,10 @@ Bytes HubFunction::portStatus(std::uint16_t port) const
     return {static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(status >> 8U), 0, 0};
 }
 
-/// Features and settings change nothing that an empty hub could show.
+/// Features and settings have no effect that an empty hub could show.
 bool HubFunction::accepts(const SetupPacket& setup)
 {
-    switch (key(setup.requestType, setup.request)) {
+    switch (key(setup.request_type, setup.request)) {
     case key(to_device, set_configuration):
         configuration_ = static_cast<std::uint8_t>(setup.value);
         return setup.value <= 1;

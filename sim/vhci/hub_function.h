@@ -1,5 +1,5 @@
-/// Endpoint 0 of one face of the hub, as an operating system's hub driver expects it: standard and class
-/// requests are answered here, vendor requests are the chip's.
+/// Endpoint 0 of one face of the hub, for an operating system's hub driver: answers standard and class requests, and
+/// passes vendor requests to the chip.
 #pragma once
 
 #include "hub/platform/usb_platform.h"
@@ -10,7 +10,7 @@
 
 namespace sim::vhci {
 
-/// `data` holds `setup.length` bytes; a reply fills it whole.
+/// `data` holds `setup.length` bytes, and a reply fills all of them.
 using VendorRequests = std::function<platform::Status(const SetupPacket& setup, std::uint8_t* data)>;
 
 class HubFunction
@@ -18,8 +18,8 @@ class HubFunction
 public:
     HubFunction(HubIdentity identity, VendorRequests vendor);
 
-    /// Carries out one request. `data` holds what the host has sent, and afterwards what the hub sends: never
-    /// more than `setup.length` bytes.
+    /// Carries out one request. `data` goes in with what the host sends and comes out with what the hub sends, at
+    /// most `setup.length` bytes.
     platform::Status control(const SetupPacket& setup, Bytes& data);
 
 private:

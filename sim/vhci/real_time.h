@@ -17,7 +17,7 @@ public:
     {
     }
 
-    /// Moves the monitor's clock on to the present; one that is ahead stays.
+    /// Moves the monitor's clock forward to the present; a clock that is ahead stays.
     void catchUp()
     {
         using Real = std::chrono::duration<double, Duration::period>;
@@ -27,8 +27,8 @@ public:
             clock_.advance(now - clock_.now());
     }
 
-    /// Waits until the monitor's present, so that an answer takes the time that the work behind it took. What is
-    /// too short to sleep for is made up for when it has added up.
+    /// Waits until real time reaches the monitor's clock, so that an answer takes as long as the work behind it.
+    /// Waits too short to sleep for add up until they are worth it.
     void waitForClock() const
     {
         constexpr std::chrono::milliseconds shortest_sleep(2);

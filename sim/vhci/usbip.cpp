@@ -1,4 +1,4 @@
-/// Headers taken apart and put together byte by byte.
+/// Takes headers apart and puts them together byte by byte.
 #include "sim/vhci/usbip.h"
 
 namespace sim::vhci {
@@ -9,7 +9,7 @@ constexpr std::size_t command_at = 0;
 constexpr std::size_t number_at = 4;
 constexpr std::size_t direction_at = 12;
 constexpr std::size_t endpoint_at = 16;
-constexpr std::size_t status_at = 20; ///< in an unlink, the number to take back
+constexpr std::size_t status_at = 20; ///< in an unlink, the number to unlink
 constexpr std::size_t size_at = 24;
 constexpr std::size_t setup_at = 40;
 constexpr std::size_t setup_size = 8;

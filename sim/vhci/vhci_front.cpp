@@ -1,4 +1,4 @@
-/// One thread: presence first, then whatever the kernel has sent.
+/// One thread: first who is on the bus, then what the kernel has sent.
 #include "sim/vhci/vhci_front.h"
 
 #include <cstdio>
@@ -58,7 +58,7 @@ void VhciFront::serve(std::vector<pollfd>& others, int milliseconds)
     for (std::size_t i = 0; i < others.size(); ++i)
         others[i].revents = all[i].revents;
     for (std::size_t i = 0; i < faces_.size(); ++i) {
-        // The request before may have taken both faces away.
+        // The request before may have taken both faces off the bus.
         Face& face = faces_[i];
         if (all[others.size() + i].revents != 0 && face.link && !face.link->serve())
             pullOut(face);
@@ -66,16 +66,16 @@ void VhciFront::serve(std::vector<pollfd>& others, int milliseconds)
     }
 }
 
-/// When the kernel has not yet done with the port's former device, a later turn tries again.
+/// If the kernel has not yet freed the port of the former device, a later turn tries again.
 void VhciFront::plugIn(Face& face)
 {
     HubFace& device = face.device;
     const auto port = controller_.freePort(device.isSuperSpeed(), face.port);
     std::array<int, 2> ends{-1, -1};
     socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data());
-    FileDescriptor hubEnd(ends[0]);
-    const FileDescriptor kernelEnd(ends[1]);
-    if (!port || !kernelEnd || !controller_.attach(*port, kernelEnd.get(), device.isSuperSpeed())) {
+    FileDescriptor hub_end(ends[0]);
+    const FileDescriptor kernel_end(ends[1]);
+    if (!port || !kernel_end || !controller_.attach(*port, kernel_end.get(), device.isSuperSpeed())) {
         if (!std::exchange(face.waits, true))
             say_("the kernel has no free port for the " + speedName(device.isSuperSpeed()) + " face yet");
         return;
@@ -85,7 +85,7 @@ void VhciFront::plugIn(Face& face)
     const auto vendor = [this, &device](const SetupPacket& setup, std::uint8_t* data) {
         return vendorRequest(device, setup, data);
     };
-    face.link.emplace(std::move(hubEnd), HubFunction(identity, vendor));
+    face.link.emplace(std::move(hub_end), HubFunction(identity, vendor));
     face.port = port;
     face.label = labelOf(identity);
     face.waits = false;
@@ -100,7 +100,7 @@ void VhciFront::pullOut(Face& face)
 
 platform::Status VhciFront::vendorRequest(HubFace& face, const SetupPacket& setup, std::uint8_t* data)
 {
-    // The host has its own patience; here nobody waits for a silent device.
+    // The kernel has its own timeouts; nobody waits here for a silent device.
     constexpr Duration none{0};
     time_.catchUp();
     const platform::Status status = bus_.transfer(face, setup, data, none);

@@ -1,6 +1,6 @@
-/// The virtual monitor as a USB device of this very computer: both faces of its hub are plugged into the
-/// kernel's virtual host controller for as long as the chip is on the bus, and what the kernel asks goes to
-/// the monitor. A face that comes back does so in the port that it had.
+/// The virtual monitor as a USB device of this computer. Both faces of its hub are plugged into the kernel's virtual
+/// host controller while the chip is on the bus, and the kernel's requests go to the monitor. A face that comes back
+/// gets the port that it had.
 #pragma once
 
 #include "sim/vhci/face_link.h"
@@ -22,7 +22,7 @@ namespace sim::vhci {
 struct Traffic
 {
     std::uint64_t requests = 0;
-    std::uint64_t failed = 0;   ///< refused, lost on the way, or without an answer
+    std::uint64_t failed = 0;   ///< refused, lost, or without an answer
     std::uint64_t bytes_in = 0; ///< from the hub to the host
     std::uint64_t bytes_out = 0;
 };
@@ -30,18 +30,17 @@ struct Traffic
 class VhciFront
 {
 public:
-    /// Called with one line for each thing that happens.
+    /// Called with one line for each event.
     using Say = std::function<void(const std::string&)>;
 
-    /// `name` is the product name that the hub gives. The monitor's time follows the real one at `pace` real
-    /// seconds for one of its own, and so does each answer.
+    /// `name` is the product name in the hub's descriptors. One second of the monitor takes `pace` real seconds.
     VhciFront(VirtualBus& bus, VirtualMonitor& monitor, const std::string& name, double pace, Say say);
 
-    /// Why there is nothing to plug into; empty when all is well.
+    /// Why the monitor cannot be plugged in; empty if it can.
     std::string trouble() const { return controller_.trouble(); }
-    /// Plugs in or pulls out what the chip has brought up or taken off the bus.
+    /// Plugs in the faces that have come up on the bus, and pulls out those that have left it.
     void settle();
-    /// Does so and serves the kernel's requests, until one of `others` is ready or `milliseconds` are over.
+    /// Settles, then serves the kernel's requests until one of `others` is ready or `milliseconds` are over.
     void serve(std::vector<pollfd>& others, int milliseconds);
 
     const Traffic& traffic() const { return traffic_; }
@@ -50,10 +49,10 @@ private:
     struct Face
     {
         HubFace& device;
-        std::optional<int> port; ///< the latest one
+        std::optional<int> port; ///< the last one it had
         std::optional<FaceLink> link;
         std::string label;  ///< what is, or was, plugged in
-        bool waits = false; ///< there was no port for it
+        bool waits = false; ///< for a free port
     };
 
     void plugIn(Face& face);

@@ -33,7 +33,7 @@ inline std::string wireLine(const sim::WireRecord& record)
 {
     const sim::SetupPacket& s = record.setup;
     const std::string line =
-        format("%02X %02X %04X %04X %d", s.requestType, s.request, s.value, s.index, s.length);
+        format("%02X %02X %04X %04X %d", s.request_type, s.request, s.value, s.index, s.length);
     return s.isIn() || record.data.size() != 1 ? line : line + format(" = %02X", record.data[0]);
 }
 

@@ -145,7 +145,7 @@ sim::When when(std::istringstream& in)
         field = token == "*" ? -1 : std::stoi(token, nullptr, 16);
     }
     const auto matches = [=](const sim::SetupPacket& setup) {
-        const int fields[] = {setup.requestType, setup.request, setup.value};
+        const int fields[] = {setup.request_type, setup.request, setup.value};
         return std::equal(fields, fields + 3, wanted,
                           [](int is, int want) { return want < 0 || is == want; });
     };

@@ -35,7 +35,8 @@ unsigned hashOf(const Container& bytes)
 std::string requestLine(const sim::WireRecord& record)
 {
     const sim::SetupPacket& s = record.setup;
-    std::string line = format("%02X %02X %04X %04X %d", s.requestType, s.request, s.value, s.index, s.length);
+    std::string line =
+        format("%02X %02X %04X %04X %d", s.request_type, s.request, s.value, s.index, s.length);
     const std::size_t size = record.data.size();
     for (std::size_t i = 0; i < (size <= whole ? size : shown_bytes); ++i)
         line += format(i == 0 ? ": %02X" : " %02X", record.data[i]);
