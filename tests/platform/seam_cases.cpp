@@ -115,7 +115,7 @@ TEST_F(Seam, ALengthWithoutDataNeverReachesTheBus)
 {
     plugIn(hub);
     ASSERT_TRUE(HH_Open(nullptr));
-    wire();
+    EXPECT_EQ(wire(), Lines{"40 02 0001 2E4D 0"}); // a session begins with the unlocking
     EXPECT_EQ((Statuses{HH_WriteFlash(0, nullptr, 2), HH_Status(nullptr, 32),
                         g_Dev->controlRequest({0xC0, 0x09, 0, 0, 32, nullptr}, 40, 40)}),
               Statuses(3, platform::bad_argument));
