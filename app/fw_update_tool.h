@@ -18,24 +18,18 @@ class FW_Update_Tool : public QDialog
 {
     Q_OBJECT
 
-    bool newerFirmware = false; ///< the scaler image may be written: newer, or offered as a downgrade
-    bool hubNewer = false;      ///< the hub image is newer than the running hub firmware
-
 public:
-    QString hubBinFile;        ///< hub image, a file name in the Resources folder
-    QString scalarBinFile;     ///< scaler image, likewise
-    QString hubBinCheckSum;    ///< kept from the settings; the dialog shows what it has computed itself
-    QString scalarBinCheckSum; ///< likewise
-    QString modelName;         ///< from the settings, then from the scaler image
+    explicit FW_Update_Tool(QWidget* parent = nullptr);
+    ~FW_Update_Tool() override;
+
+    /// What Escape does.
+    void reject() override;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
 private:
-    Ui::FW_Update_ToolClass ui{};
-
-    /// What the dialog is doing, the more delicate the later in this list. It delivers events meanwhile, and what
-    /// one of them starts must not get in the way of what is under way.
-    enum class Work { none, asking, detecting, updating };
-    Work work = Work::none;
-
     friend void updateProgress(void* context, std::uint8_t percent);
 
     void detectDevice();
@@ -68,16 +62,23 @@ private:
     /// Shows `box` in front of the dialog and waits for the answer.
     QMessageBox::StandardButton ask(QMessageBox& box) const;
 
+    bool newerFirmware = false; ///< the scaler image may be written: newer, or offered as a downgrade
+    bool hubNewer = false;      ///< the hub image is newer than the running hub firmware
+
 public:
-    explicit FW_Update_Tool(QWidget* parent = nullptr);
-    ~FW_Update_Tool() override;
+    QString hubBinFile;        ///< hub image, a file name in the Resources folder
+    QString scalarBinFile;     ///< scaler image, likewise
+    QString hubBinCheckSum;    ///< kept from the settings; the dialog shows what it has computed itself
+    QString scalarBinCheckSum; ///< likewise
+    QString modelName;         ///< from the settings, then from the scaler image
 
-    /// What Escape does.
-    void reject() override;
+private:
+    Ui::FW_Update_ToolClass ui{};
 
-protected:
-    void closeEvent(QCloseEvent* event) override;
-    void showEvent(QShowEvent* event) override;
+    /// What the dialog is doing, the more delicate the later in this list. It delivers events meanwhile, and what
+    /// one of them starts must not get in the way of what is under way.
+    enum class Work { none, asking, detecting, updating };
+    Work work = Work::none;
 
 private slots:
     void updateFW();

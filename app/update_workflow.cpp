@@ -1,5 +1,13 @@
-/// What "Update" does: asks, writes the hub if it is old, detects again, writes the scaler if that is pending,
-/// detects once more and offers to reset the display's settings. After a failure nothing is tried again.
+/// What "Update" does. A monitor has two firmwares: one in its USB hub, and one in its display scaler, on an I2C bus
+/// behind that hub. Detection (detection.cpp) has compared both with the image files, refused images for another
+/// model, and set `hubNewer` or `newerFirmware`. The update asks the user, writes the hub if it is old, detects again,
+/// writes the scaler if it is old or a downgrade was allowed, detects once more and offers to reset the OSD settings.
+///
+/// It fails when an image has gone, the hub or the scaler refuses a request, or the cable or the power goes. Then a
+/// box says so, and nothing is tried again until the tool is restarted: an interrupted hub waits in its boot ROM and
+/// an interrupted scaler has no marker of completeness, so the next run finds both old and finishes the job.
+///
+/// A new monitor model is a row of scalerParameters(); its virtual twin is in sim/monitor/monitor_setup.cpp.
 #include "app/awake/stay_awake.h"
 #include "app/debug_text.h"
 #include "app/fw_update_tool.h"
@@ -56,7 +64,7 @@ std::uint32_t sizeOf(const QByteArray& image)
     return static_cast<std::uint32_t>(image.size());
 }
 
-/// Holds for the length of a write.
+/// Keeps signals and sleep away for the length of a write.
 struct Undisturbed
 {
     SignalsHeldBack heldBack;
@@ -119,7 +127,8 @@ bool FW_Update_Tool::updateHub()
         return false;
     QByteArray image = readImage(imagePath(hubBinFile));
     std::int32_t result = hub::hub_update_failed;
-    if (!image.isEmpty()) { // or else gone since it was offered, and an erased hub is worse than an old one
+    if (!image
+             .isEmpty()) { // it may have gone since it was offered, and an old hub is better than an erased one
         OpenDevice(0);
         ui.bar1->setValue(0);
         result = writeHub(image);
