@@ -1,5 +1,5 @@
-/// Finds the monitor, compares its firmware with the image files and says in the dialog what can be updated:
-/// the hub first; the scaler only once the hub is current.
+/// Finds the monitor, compares its firmware with the image files and offers what can be updated: the hub first,
+/// the scaler only once the hub is current.
 #include "app/debug_text.h"
 #include "app/display_channel.h"
 #include "app/fw_update_tool.h"
@@ -33,7 +33,7 @@ QString bold(const QString& caption, const QString& text)
     return caption + " : <b>" + text + "</b>";
 }
 
-/// The scaler's releases are known by their major number; the minor one is shown when only it differs.
+/// Scaler releases go by their major number; the minor number is shown only when it makes the difference.
 QString releaseName(FirmwareVersion version, bool withMinor)
 {
     const QString name = "M" + QString::number(version.major).rightJustified(3, '0');
@@ -122,7 +122,7 @@ void FW_Update_Tool::detectScaler()
 
 void FW_Update_Tool::exitUnlessMeantForMonitor()
 {
-    // With its length: a zero byte in the name counts.
+    // With its length, because a zero byte in the name counts.
     const QByteArray name = readMonitorModel();
     const QString monitor = QString::fromLatin1(name.constData(), name.size()).toUpper().remove(" SERIES");
     if (monitor == modelName)
@@ -179,7 +179,7 @@ QByteArray FW_Update_Tool::readMonitorModel()
     QByteArray capabilities;
     while (true) {
         const CapabilitiesFragment fragment = readCapabilities(offset);
-        // A reply to another offset belongs to an earlier question; a slow display catches up in the end.
+        // A reply for another offset answers an earlier request; a slow display catches up eventually.
         if (fragment.offset != offset)
             continue;
         capabilities += fragment.text;

@@ -1,5 +1,5 @@
-/// Builds the messages and takes the replies apart. The results of the transfers are not looked at: a display
-/// that is silent gives a reply of zeros, which reads as version 0.0 and an empty text.
+/// Builds the requests and parses the replies. Transfer results are ignored: a silent display leaves a reply of
+/// zeros, which reads as version 0.0 and as a text of zero bytes.
 #include "app/display_channel.h"
 
 #include "hub/api/hub_api.h"

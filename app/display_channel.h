@@ -5,7 +5,8 @@
 ///     83 F3 offH offL FF             100 ms   32 bytes; 1: length, 3 and 4: offset, 5 to 30: text
 ///     84 03 04 00 01 FF              none     none
 ///
-/// Every message ends in FF; the display does not check it. Numbers from VESA DDC/CI 1.1 and MCCS 2.2.
+/// Every message ends in FF where DDC/CI has a checksum; the display does not check it. Numbers from VESA DDC/CI 1.1
+/// and MCCS 2.2.
 #pragma once
 
 #include "app/image_fields.h"
@@ -24,7 +25,7 @@ struct CapabilitiesFragment
     QByteArray text;          ///< always `text_size` bytes
 };
 
-/// Points the bridge of the open hub at the display. Has to come first.
+/// Points the bridge of the open hub at the display; call before the functions below.
 bool selectDisplay();
 
 /// VCP feature 0xC9, display firmware level; 0.0 when the display does not answer. Blocks for 100 ms.

@@ -15,11 +15,11 @@ FW_Update_Tool::FW_Update_Tool(QWidget* parent)
     const QString title = QStringLiteral("QX Series USB Firmware Update Tool v");
     setWindowTitle(title); // no number: window lists and scripts know the tool by it, whatever its version
     ui.lblTitle->setText(title + "1.01");
-    // The form was laid out where a point is a pixel; elsewhere the title would not fit.
+    // The form was designed where a point is a pixel; at any other resolution the title would not fit.
     QFont titleFont = ui.lblTitle->font();
     titleFont.setPixelSize(titleFont.pointSize());
     ui.lblTitle->setFont(titleFont);
-    // The name comes from outside: settings and image file.
+    // The name comes from a file and must not be taken for rich text.
     ui.lblModelName->setTextFormat(Qt::PlainText);
     setWindowFlags(Qt::FramelessWindowHint);
 }
@@ -41,7 +41,7 @@ void FW_Update_Tool::closeEvent(QCloseEvent* /*event*/)
     ui.btnExit->setEnabled(false);
     QCoreApplication::processEvents();
     QCoreApplication::quit();
-    // A request may come in the middle of an update, whose call would not return to the event loop for minutes.
+    // In the middle of an update the event loop would not be back for minutes.
     std::exit(EXIT_SUCCESS);
 }
 

@@ -11,9 +11,9 @@
 
 #include <cstdint>
 
-/// Takes its settings after construction and before the first show. Each show, also when the user restores the
-/// window, detects the monitor anew and may block for seconds, unless the dialog is at work already. Closing it
-/// ends the process with status 0, at any time; Escape hides it, but not during an update.
+/// Fill in the settings after construction and before the first show. Each show, including a restore of the window,
+/// runs detection, which may block for seconds; a show during other work does not. Closing the dialog ends the
+/// process with status 0 at any time; Escape hides it, except during an update.
 class FW_Update_Tool : public QDialog
 {
     Q_OBJECT
@@ -41,10 +41,10 @@ private:
     void showNoHub();
     /// Ends the process when the scaler image is for another model.
     void exitUnlessMeantForMonitor();
-    /// The model in the display's capabilities string, or all of that string when it names none; empty when
-    /// the hub cannot be reached. Asks again for as long as the display answers another question.
+    /// The model in the display's capabilities string, or the whole string when it names none; empty when the hub
+    /// cannot be reached. Repeats a request until the display answers it.
     QByteArray readMonitorModel();
-    /// Restores the display's factory settings; true when the display was asked to.
+    /// Restores the display's factory settings; true when the request was sent.
     bool resetMonitorOsd();
 
     /// These three tell the user before they return false.
@@ -68,15 +68,15 @@ private:
 public:
     QString hubBinFile;        ///< hub image, a file name in the Resources folder
     QString scalarBinFile;     ///< scaler image, likewise
-    QString hubBinCheckSum;    ///< kept from the settings; the dialog shows what it has computed itself
+    QString hubBinCheckSum;    ///< from the settings, unused: the dialog shows the checksum that it computes
     QString scalarBinCheckSum; ///< likewise
     QString modelName;         ///< from the settings, then from the scaler image
 
 private:
     Ui::FW_Update_ToolClass ui{};
 
-    /// What the dialog is doing, the more delicate the later in this list. It delivers events meanwhile, and what
-    /// one of them starts must not get in the way of what is under way.
+    /// What the dialog is doing, from harmless to critical. Events are delivered meanwhile; their handlers check this
+    /// before they start other work.
     enum class Work { none, asking, detecting, updating };
     Work work = Work::none;
 

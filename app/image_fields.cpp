@@ -1,4 +1,4 @@
-/// Reads image fields byte by byte; nothing outside the file's bytes is looked at.
+/// Reads image fields byte by byte and never past the end of the file.
 #include "app/image_fields.h"
 
 namespace {
@@ -47,6 +47,6 @@ QByteArray extractBetween(const QByteArray& text, const QByteArray& open, const 
     const auto opened = text.indexOf(open);
     const auto closed = opened < 0 ? -1 : text.indexOf(close, opened);
     const auto start = opened + open.size();
-    // `close` may also stand inside `open`; then there is nothing between them.
+    // `close` may occur inside `open`; then there is nothing between them.
     return closed > start ? text.mid(start, closed - start) : QByteArray();
 }

@@ -1,4 +1,4 @@
-/// The program's entry; everything it does is start-up.
+/// The entry point.
 #include "app/startup.h"
 
 int main(int argc, char** argv)

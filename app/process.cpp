@@ -1,5 +1,5 @@
-/// A mask would hold signals back in one thread only, and the toolkit, libusb and D-Bus have threads of their own;
-/// a handler that remembers works for all of them.
+/// A signal mask covers one thread only, and Qt, libusb and D-Bus have threads of their own; a handler that remembers
+/// the signal works for all of them.
 #include "app/process.h"
 
 #include <csignal>
@@ -25,10 +25,10 @@ void remember(int number)
 
 void prepareProcess()
 {
-    // Without this the next file that is opened, perhaps a device node, would become standard output.
+    // Otherwise the next file to be opened, perhaps a device node, would become standard output.
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
         if (fcntl(fd, F_GETFD) == -1)
-            open("/dev/null", O_RDWR); // takes the lowest number that is free: this one
+            open("/dev/null", O_RDWR); // gets the lowest free descriptor, which is this one
     }
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     std::signal(SIGPIPE, SIG_IGN);

@@ -1,14 +1,14 @@
-/// Keeps what happens around the process, signals and standard output that comes and goes, away from a write.
+/// Keeps signals and the state of standard output from disturbing a write.
 #pragma once
 
-/// Prepares the standard streams and SIGPIPE; call first in main(). Every printed line is out at once, also into
-/// a file, a pipe or the journal; output that has no reader any more, or was closed from the start, is lost and
-/// harms nothing.
+/// Makes standard output line-buffered, so that a file, a pipe or the journal gets every line as it is printed; opens
+/// /dev/null for standard streams that are closed; ignores SIGPIPE, so that a reader that goes away does no harm.
+/// Call first in main().
 void prepareProcess();
 
-/// Holds back SIGINT, SIGHUP and SIGTERM for as long as it lives, so that Ctrl-C or a closed terminal does not
-/// ruin a write; then the first one that came takes effect. A signal that was ignored before stays ignored.
-/// One at a time.
+/// Holds back SIGINT, SIGHUP and SIGTERM for its lifetime, so that Ctrl-C or a closed terminal does not ruin a write.
+/// Its destructor delivers the first one that arrived. A signal that was ignored before stays ignored. One instance
+/// at a time.
 class SignalsHeldBack
 {
 public:

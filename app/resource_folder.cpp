@@ -1,4 +1,4 @@
-/// Paths are formed anew on each use: the application object that knows the program's folder comes first.
+/// Paths are built on each use, because only the application object knows the program's folder.
 #include "app/resource_folder.h"
 
 #include <QCoreApplication>
@@ -17,7 +17,7 @@ QString imagePath(const QString& fileName)
 
 QByteArray readImage(const QString& path)
 {
-    // A device file or a pipe has no end.
+    // Reading a device or a pipe might never end.
     QFile file(path);
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
         return {};

@@ -11,6 +11,6 @@ QString resourcesDir();
 /// Path of the image file `fileName` in the Resources folder.
 QString imagePath(const QString& fileName);
 
-/// All bytes of a regular file; none of anything else, as when its configured name is empty and `path` is the
-/// folder itself, and none when it cannot be opened or read to its end.
+/// The whole content of a regular file. Empty for anything else (a folder, when the configured name is empty) and
+/// for a file that cannot be opened or read to its end.
 QByteArray readImage(const QString& path);

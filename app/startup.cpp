@@ -1,4 +1,4 @@
-/// Start-up in its order; nothing is checked here, the dialog says what is missing.
+/// Start-up. Nothing is checked here; the dialog reports what is missing.
 #include "app/startup.h"
 
 #include "app/debug_text.h"
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Pixels, as all of the form: the longest message fills the three lines that the form leaves it.
+/// In pixels, like the form: the longest message just fits its three lines.
 constexpr int form_font_size = 12;
 constexpr QRgb link_color = qRgb(135, 206, 250);
 
@@ -60,10 +60,10 @@ int runUpdateTool(int& argc, char** argv)
     Q_INIT_RESOURCE(resources);
     setFormLook();
 
-    // Never deleted: closing it ends the process, and what still runs then may use it.
+    // Never deleted: closing it ends the process, possibly from within a call that still uses it.
     g_dialog = new FW_Update_Tool;
     const QString settingsPath = resourcesDir() + "/Config.ini";
-    // Known, but nothing is written there: the log goes to standard output.
+    // No log file is written; diagnostics go to standard output.
     const QString logPath =
         QStandardPaths::writableLocation(QStandardPaths::TempLocation) + "/FW_Update_Tool_log.txt";
     readSettings(settingsPath, *g_dialog);

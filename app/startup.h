@@ -1,5 +1,4 @@
-/// What happens before the dialog is on the screen. The parts stand alone for programs that bring a dialog of
-/// their own.
+/// Everything up to the dialog's first show. The steps are also callable one by one, for tests and the demo.
 #pragma once
 
 #include "app/fw_update_tool.h"
@@ -15,10 +14,10 @@ int runUpdateTool(int& argc, char** argv);
 /// QApplication is made.
 void setScreenScaling();
 
-/// A default font of the size that the form's labels were measured for, and links that can be read on dark
-/// grey. Call before the dialog is made.
+/// Sets the default font that the form was measured with, and a link colour that is readable on dark grey. Call
+/// before the dialog is made.
 void setFormLook();
 
-/// Reads the five settings of `settingsPath` into `dialog`; what is missing becomes empty. Says in the debug
-/// output where the Resources folder is and which two images are configured.
+/// Reads the five settings of `settingsPath` into `dialog`; what is missing becomes empty. Writes the
+/// Resources folder and the two image names to the debug output.
 void readSettings(const QString& settingsPath, FW_Update_Tool& dialog);

@@ -1,5 +1,5 @@
-/// What the dialog and its boxes say in more than one place, or at length. Users quote these texts to the
-/// support, whose answers know them as they stand; the spelling is part of that.
+/// The dialog's long or repeated texts. Users quote them to support, which searches for them word for word, so their
+/// spelling stays as it is.
 #pragma once
 
 #include <QString>

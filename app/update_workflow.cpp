@@ -27,9 +27,9 @@
 
 namespace {
 
-/// Until the restarted hub has its bridge and the display answers through it.
+/// From the hub's restart until the display answers through its bridge.
 constexpr std::chrono::milliseconds hub_settling_time(1000);
-/// Until the restarted scaler answers DDC/CI.
+/// From the scaler's restart until it answers DDC/CI.
 constexpr std::chrono::milliseconds scaler_settling_time(8000);
 
 constexpr std::int8_t as_user_code = 1;
@@ -42,7 +42,7 @@ struct ScalerParameters
     std::uint8_t blocks;
 };
 
-/// None for a model that has no known scaler. The largest one goes by the name in the dialog.
+/// None for an unknown model. The QX1655 goes by the name that the dialog shows.
 std::optional<ScalerParameters> scalerParameters(const QString& model, const QString& shownModel)
 {
     if (model == "QX1320")
@@ -201,7 +201,7 @@ void FW_Update_Tool::offerOsdReset()
     box.button(QMessageBox::No)->setText("Exit");
     if (ask(box) != QMessageBox::Yes)
         return;
-    // The display acknowledges nothing, so there is no result worth telling.
+    // The display does not acknowledge the reset, so there is no result to report.
     resetMonitorOsd();
     QMessageBox done(QMessageBox::Information, tr("OSD Settings Reset"),
                      tr("Your monitor OSD Settings has been reset successfully."), QMessageBox::Ok);

@@ -14,8 +14,7 @@ namespace {
 
 constexpr const char* invalid_handle = "     Invalid Handle.";
 
-/// The description of a hub is built here for an object that was given no buffer of its own: `Init` leaves
-/// it without one and this interface has no way to set one.
+/// The location buffer of an object that has none of its own: `Init` sets none, and the flat functions cannot.
 char default_location[128] = {};
 
 /// Opens and closes every hub that `openFrom` finds.

@@ -1,4 +1,4 @@
-/// The hub device object: short methods that check and hand over.
+/// The hub device object: short methods that check and delegate.
 #include "hub/api/hvx_hub.h"
 
 #include <array>
@@ -36,7 +36,7 @@ FaceName faceInUse(myUSB_DEVICE_SPEED speed, const HubStatus& status)
 
 } // namespace
 
-/// The link speeds that a search takes.
+/// The link speeds that a search accepts.
 struct CHvxHub::SpeedClass
 {
     myUSB_DEVICE_SPEED slowest;

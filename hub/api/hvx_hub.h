@@ -1,5 +1,5 @@
-/// The hub device object: opens a hub by position and speed class, tells who it is, and carries the bridge
-/// requests and the two firmware updates.
+/// The hub device object: opens a hub by position and speed class, identifies it, and carries the bridge requests and
+/// the two firmware updates.
 ///
 /// The transport session is one for the whole process, so at most one hub is open whatever number of objects
 /// exists. Failures are booleans and the lines named here (each with a line end); one thread only.
@@ -16,8 +16,8 @@ class CHvxHub
 public:
     /// 1 when the last MP_MultiOpenDevice had to look for a USB 2 hub, found or not.
     std::uint8_t isUsb2 = 0;
-    /// 1 while this object holds an open session; what needs it sends nothing while it is 0. The updates do
-    /// not look at it.
+    /// 1 while this object holds an open session. While it is 0 the other operations send nothing; the two updates
+    /// ignore it.
     std::uint8_t isOpened = 0;
     /// Register-address length last given to USB2I2C_ConfigAddr.
     std::uint8_t busSpeed = 0;

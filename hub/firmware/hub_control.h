@@ -20,8 +20,8 @@ bool HvxFun_IsRomCode();
 /// (g_ErrCode 12) comes back in code. The session is open again when the result is true.
 bool HvxFun_OpenRomDevice();
 
-/// Requests a restart and closes the session, in up to three attempts 128 ms apart. The first attempt closes
-/// the session, so a hub that refuses it is not asked again and the result is false after the three waits.
+/// Requests a restart and closes the session. Sends once; when the hub refuses, two later attempts find no session
+/// and only wait, 128 ms each, and the result is false.
 bool HvxFun_ResetDev(std::uint8_t kind);
 
 /// Requests a restart once and closes the session. True when the hub accepted it, or for an unknown kind.
@@ -34,7 +34,7 @@ bool HvxFun_ResetAndWait(std::uint8_t kind);
 /// The reset mode byte of the status block; 0 when it cannot be read.
 std::uint8_t HvxFun_GetResetMode();
 
-/// Erases the hub's whole flash, in up to three attempts, each followed by 128 ms, also when it succeeds.
+/// Erases the hub's whole flash. Up to three attempts; waits 128 ms after each, including a successful one.
 bool HvxFun_EraseFlash();
 
 /// Running firmware version, major in bits 8 to 15 and minor in bits 0 to 7; 0 on failure.

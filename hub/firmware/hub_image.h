@@ -9,7 +9,7 @@
 
 /// Finds `vendorConfig` in the `size` bytes at `image`: the bytes 16 before the last vendor-config block.
 /// Null when there is no such block, no room for `vendorConfig` before it, `image` is null or `size` is below
-/// 256. Sizes are meant to be multiples of 256; a rest at the start of the image is not searched.
+/// 256. Sizes are meant to be multiples of 256; a remainder at the start of the image is not searched.
 std::uint8_t* Flash_GetVendorConfigAddr(std::uint8_t* image, int size);
 
 /// Takes apart up to three text records in the `size` bytes at `buffer`, each a length byte (of the whole

@@ -13,7 +13,7 @@
 struct HubStatus
 {
     static constexpr std::size_t full_size = 32;    ///< bytes in the block
-    static constexpr std::size_t decoded_size = 16; ///< bytes that decode() looks at
+    static constexpr std::size_t decoded_size = 16; ///< bytes that decode() reads
 
     std::uint16_t vendorId;
     std::uint16_t superSpeedPid;

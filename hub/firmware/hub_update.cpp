@@ -1,4 +1,4 @@
-/// The hub update, one function a stage, in the order in which they happen.
+/// The hub update: one function per stage, in order.
 #include "hub/firmware/hub_update.h"
 
 #include <algorithm>
@@ -50,7 +50,7 @@ std::uint8_t* findMark(const Update& update)
     return mark && std::equal(valid_mark.begin(), valid_mark.end(), mark) ? mark : nullptr;
 }
 
-/// Neither write of the mark is looked at: a refused one leaves the hub in its ROM, where it can be updated.
+/// The status is ignored for both marks: if the hub refuses, it stays in its ROM, where it can be updated.
 void writeMark(const Update& update, const std::uint8_t* mark, Mark value)
 {
     HH_WriteFlash(static_cast<std::uint32_t>(mark - update.image), value.data(), value.size());
@@ -81,7 +81,7 @@ platform::Status writeImage(Update& update)
     return platform::success;
 }
 
-/// Reads the whole flash range back, whatever the comparison says; false when the hub refuses.
+/// Reads the whole range back, even after a difference; false when the hub refuses a read.
 bool readBack(Update& update, bool* equal)
 {
     *equal = true;

@@ -42,7 +42,7 @@ extern std::uint8_t m_uAddrLen;
 extern std::uint8_t m_uDataLen;
 
 /// Sends the 8-byte setup packet as it stands, without data. Prints "Error Code : %d" with errno when it
-/// fails; true all the same.
+/// fails; always true.
 bool HH_CtrlPipeNoDataOut(std::uint8_t* packet);
 
 /// Send the 8-byte setup packet as it stands with `data`, which holds wLength bytes; the direction is bit 7
@@ -55,12 +55,12 @@ bool MP_I2C_Read(std::uint32_t addr, std::uint8_t* buf, std::uint16_t len);
 bool MP_I2C_Write(std::uint32_t addr, std::uint8_t* buf, std::uint16_t len);
 
 /// Selects register `port` of the configured slave by a write of no bytes. Prints "Error Code : %d" with
-/// errno when it fails; true all the same.
+/// errno when it fails; always true.
 bool MP_I2C_SetDataPort(std::uint8_t port);
 
 /// Points the bridge at the scaler's ISP port (always 0x94) with `addrLen` address bytes and `dataLen` data
 /// bytes, and keeps both in m_uAddrLen and m_uDataLen even when the request fails. Prints "Error Code : %d"
-/// with errno when it fails; true all the same.
+/// with errno when it fails; always true.
 bool MP_I2C_SetSlaveAddr(std::uint8_t addrLen, std::uint8_t dataLen);
 
 namespace hub {
@@ -78,8 +78,8 @@ bool readBridgeBlock(std::uint32_t addr, std::uint8_t* data, std::int16_t len);
 platform::Status sendBridge(std::uint8_t requestType, std::uint8_t request, std::uint32_t address,
                             std::uint32_t length, void* data);
 
-/// Prints "Error Code : %d" with errno when `status` is a failure. errno does not tell why a USB request
-/// failed; the text is kept for those who know it.
+/// Prints "Error Code : %d" with errno when `status` is a failure. errno is unrelated to USB requests; the
+/// text is kept because users and support know it.
 void printFailure(platform::Status status);
 
 } // namespace hub

@@ -67,7 +67,7 @@ constexpr std::uint8_t ee_leave = 0x02;
 constexpr std::uint8_t index_page = 0x9F;
 constexpr std::uint16_t isp_setup_register = 0x06A0;
 constexpr std::uint8_t isp_setup_value = 0x74;
-// The pin's function is written at this index of cfgReg's page, whatever index cfgReg itself has.
+// The pin function is written to this index of cfgReg's page, not to cfgReg's own index.
 constexpr std::uint8_t index_pin_function = 0xAB;
 constexpr std::uint8_t pin_function_kept = 0xF8;
 constexpr std::uint8_t pin_function_output = 0x01;
@@ -93,7 +93,7 @@ platform::Status readRegister(std::uint8_t reg, std::uint8_t* value)
     return hub::sendBridge(hub::vendor_in, hub::bridge_short_access, reg, 1, value);
 }
 
-/// A poll asks for as many bytes as the bridge is configured for and sees the first four.
+/// A poll reads as many bytes as the bridge is configured for and evaluates the first four.
 platform::Status pollRead(std::uint32_t reg, std::uint32_t* value)
 {
     std::uint8_t bytes[UINT8_MAX] = {};
@@ -105,7 +105,7 @@ platform::Status pollRead(std::uint32_t reg, std::uint32_t* value)
 }
 
 /// Polls `reg` until the bits of `mask` are all as in `wanted`, `polls` times. Returns the status of the last
-/// read: a poll that runs out is a success, a read that fails ends it.
+/// read: running out of polls counts as success, a failed read ends it.
 platform::Status poll(std::uint8_t reg, std::uint8_t mask, std::uint8_t wanted, int polls)
 {
     platform::Status status = platform::success;
@@ -172,7 +172,7 @@ bool isBlank(std::uint8_t block)
     return value == check_blank;
 }
 
-/// The hub moves bytes to the scaler in pieces that follow the link: 128 over SuperSpeed, 64 below.
+/// The data length of the bridge follows the link: 128 bytes over SuperSpeed, 64 below.
 bool blockBytesForLink(std::uint8_t* bytes)
 {
     std::uint8_t speed = 0;
@@ -297,7 +297,7 @@ bool MP_I2C_WriteSerialFlash(std::uint32_t addr, std::uint8_t* data, std::uint32
     MP_I2C_SetSlaveAddr(1, blockBytes);
     const platform::Status written =
         hub::sendBridge(hub::vendor_out, hub::bridge_block_write, addr, len, data);
-    // Back to one byte before the outcome is looked at: every poll after this depends on it.
+    // Back to one byte before the status is checked: every later poll depends on it.
     MP_I2C_SetSlaveAddr(1, 1);
     if (written != platform::success)
         return false;

@@ -33,9 +33,9 @@
 ///     40 E6 6F 00 00 00 01 00 : A0       program
 ///     C0 E6 6F 00 00 00 01 00 : 90       done
 ///
-/// Register writes are not looked at and a poll that runs out counts as success, unless said otherwise: the
-/// block check after the erase is what finds a flash that did not obey. Nothing is printed but "Error Code :
-/// %d" (errno). All waits block.
+/// Unless stated otherwise, the status of register writes is ignored and running out of polls counts as success: the
+/// block check after the erase is what detects a flash that did not obey. Nothing is printed but "Error Code : %d"
+/// (errno). All waits block.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-/// The scaler update, one function a stage, in the order in which they happen.
+/// The scaler update: one function per stage, in order.
 #include "hub/i2c/scaler_update.h"
 
 #include <algorithm>
@@ -92,7 +92,7 @@ std::uint32_t updateScalerFirmware(std::uint8_t* data, std::uint32_t len, std::u
         return fail("Failed to I2C WriteSerialFlash for Scalar UserCode ", scaler_update_marker);
 
     platform::sleepFor(before_leaving);
-    // A scaler that does not leave ISP mode now does so when the monitor's power is cycled.
+    // If the scaler does not leave ISP mode now, a power cycle makes it.
     MP_I2C_Reset();
     report(callback, context, done_percent);
     return scaler_update_success;
