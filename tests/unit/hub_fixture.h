@@ -1,5 +1,5 @@
-/// A bus of its own for every test, and the wire and the printed text in a form that reads well in a
-/// comparison. The library's globals start as in a new process.
+/// A bus of its own for every test, with devices that answer as they are told. The library's globals start as in
+/// a new process.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -87,16 +87,6 @@ protected:
             lines.push_back(wireLine(record));
         bus.log().clear();
         return lines;
-    }
-
-    /// What `action` prints.
-    template <typename Action>
-    static std::string printed(Action action)
-    {
-        testing::internal::CaptureStdout();
-        action();
-        std::fflush(stdout);
-        return testing::internal::GetCapturedStdout();
     }
 
     sim::VirtualBus bus;

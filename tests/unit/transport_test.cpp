@@ -1,0 +1,119 @@
+/// Which device is the monitor's hub, the session with it, and every request of the hub's own.
+#include "bench.h"
+#include "hub/transport/control_pipe.h"
+#include "hub/transport/hub_ids.h"
+#include "hub/transport/vendor_commands.h"
+
+using Discovery = Bench;
+using Session = Bench;
+using VendorCommands = Bench;
+
+TEST(HubIds, AreEightProductsOfOneVendor)
+{
+    std::vector<int> products;
+    for (int id = 0; id <= 0xFFFF; ++id) {
+        if (isInVidPidPool(0x2E4D, static_cast<std::uint16_t>(id)))
+            products.push_back(id);
+    }
+    // 0 is the second id that no row has.
+    EXPECT_EQ(products,
+              (std::vector<int>{0, 0x0300, 0x0301, 0x0304, 0x0305, 0x7300, 0x7301, 0x7304, 0x7305}));
+    EXPECT_FALSE(isInVidPidPool(0x2E4C, 0x7300) || isInVidPidPool(0, 0)) << "another vendor, or an empty row";
+    EXPECT_TRUE(isInVidPidPidPool(0x2E4D, 0x7304, 0));
+    EXPECT_FALSE(isInVidPidPidPool(0x2E4C, 0x7304, 0) || isInVidPidPidPool(0x2E4D, 0x7303, 0) ||
+                 isInVidPidPidPool(0x2E4D, 0x7304, 0x7304) || isInVidPidPidPool(0, 0, 0));
+}
+
+TEST_F(Discovery, OpensTheFirstHubFromAPositionOn)
+{
+    const auto search = [this](const char* rule, const char* letters, std::uint32_t position,
+                               const char* exists, const std::string& opened) {
+        plug(letters);
+        check(rule, IsExistDevice(), exists);
+        const bool found = HH_Open(&position);
+        check(rule, Results{found, position}, (found ? "40 02 0001 2E4D 0; " : "") + opened);
+        HH_Close();
+        check(rule, "", found ? "no session" : "");
+    };
+    search("an empty bus has no hub", "", 0, "= 0", "= 0 0; error 5");
+    search("the first of two hubs is opened", "fffHfffH", 0, "= 1", "= 1 3; session");
+    search("a hub before the position is left aside", "fffHfffH", 4, "= 1", "= 1 7; session");
+    search("beyond the last device there is no hub", "fffHfffH", 8, "= 1", "= 0 8; error 5");
+    search("the right vendor's other product is no hub", "w", 0, "= 0", "= 0 0; error 5");
+    search("another vendor's product is no hub", "m", 0, "= 0", "= 0 0; error 5");
+    search("a device without plug-in is error 3 at first", "fp", 0, "= 0; error 3", "= 0 0; error 5");
+    search("a device without interface is error 4 at first", "fi", 0, "= 0; error 4", "= 0 0; error 5");
+    search("both do not count for the position", "fpiH", 0, "= 1; error 4", "= 1 1; session");
+    search("a held hub ends the search, whatever follows", "xH", 0, "= 1", "= 0 0; error 5");
+    search("an unread vendor id is no hub's", "v", 0, "= 0", "= 0 0; error 5");
+    search("an unread product id is 0, which a hub may have", "v0", 0, "= 1", "= 1 1; session");
+    plug("H");
+    bus.refuseEnumeration(true);
+    check("a bus that cannot be listed is error 2", IsExistDevice(), "= 0; error 2");
+    g_ErrCode = 0;
+    forget();
+    check("for opening, too", HH_Open(nullptr), "= 0; error 2");
+}
+
+TEST_F(Session, KnowsSpeedAndLocation)
+{
+    myUSB_DEVICE_SPEED speed{9};
+    std::uint32_t location = 9;
+    const auto now = [&] { return Results{HH_Speed(&speed), speed}; };
+    check("without a session the speed is result 29 and stays", now(), "= 29 9");
+    check("without a session there is no location", HH_GetLocation(&location), "= 0");
+    plug("H");
+    bus.faults().refuse(sim::atRequest(1));
+    check("a hub may refuse its commands", HH_Open(nullptr), "40 02 0001 2E4D 0 refused; = 1; session");
+    check("no place for the speed is result 4", HH_Speed(nullptr), "= 4");
+    for (std::uint8_t code = 6; code-- > 0;) {
+        device().traits.speed = code;
+        check("the speed is the system's code + 1", now(), format("= 0 %d", code < 4 ? code + 1 : 0));
+    }
+    device().troubles.speed = platform::io_error;
+    check("a speed that cannot be read is unknown", now(), "= E00002BC 0");
+    check("the location is the system's", Results{HH_GetLocation(&location), location}, "= 1 14100000");
+    device().troubles.location = platform::io_error;
+    check("a location that cannot be read is none", HH_GetLocation(&location), "= 0");
+}
+
+TEST_F(VendorCommands, AreTheseRequests)
+{
+    std::uint8_t send[] = {0x40, 0xE6, 0x34, 0x12, 0x78, 0x56, 2, 0};
+    std::uint8_t receive[] = {0xC0, 0xE6, 0x34, 0x12, 0x78, 0x56, 2, 0};
+    plug("H");
+    openHub();
+    buffer[0] = 0x5A;
+    buffer[1] = 0xA5;
+    checkRequest("enable, with the key", "40 02 0102 2E4D 0", [] { return HH_VdCmdEnable(0x102); });
+    checkRequest("restart into ROM", "40 00 0000 0000 0", HH_HubResetRom);
+    checkRequest("restart", "40 01 0000 0000 0", HH_HubReset);
+    checkRequest("restart into code", "40 E9 0201 0000 0", [] { return HH_HubResetCode(1, 2); });
+    checkRequest("erase", "40 E8 2345 0001 0", [] { return HH_EraseFlash(0x12345); });
+    checkRequest("program", "40 C8 2345 0001 2: 5A A5", [=] { return HH_WriteFlash(0x12345, data, 2); });
+    checkRequest("write memory", "40 0E 0000 2345 1: 5A", [=] { return HH_WriteMem(0x12345, data, 1); });
+    checkRequest("status", "C0 09 0000 0000 4: 2E 4D 73 05", [=] { return HH_Status(data, 4); });
+    check("what was read arrives", format("%02X %02X", data[2], data[3]), "73 05");
+    checkRequest("read memory", "C0 0D 0000 2345 2: 2E 4D", [=] { return HH_ReadMem(0x12345, data, 2); });
+    checkRequest("read flash", "C0 D8 2345 0001 2: 2E 4D", [=] { return HH_ReadFlash(0x12345, data, 2); });
+    checkRequest("a length is cut to 16 bits", "C0 09 0001 0002 3: 2E 4D 73",
+                 [=] { return Proxy_SendVendorCmd(0xC0, 9, 1, 2, 0x10003, data); });
+    checkRequest("that of a timed request, too", "40 09 0001 0002 1: 2E",
+                 [=] { return Proxy_SendVendorCmd2(0x40, 9, 1, 2, 0x10001, data); });
+    checkRequest("a packet", "C0 E6 1234 5678 2: 2E 4D", [&] { return HH_CtlPipeIn(receive, data); });
+    checkRequest("a packet out", "40 E6 1234 5678 2: 2E 4D", [&] { return HH_CtlPipeIn(send, data); });
+    checkRequest("byte 0 alone tells the direction", "C0 E6 1234 5678 2: 2E 4D",
+                 [&] { return HH_CtlPipeOut(receive, data); });
+
+    check("without data there is no length", HH_CtlPipeNoDataOut(send),
+          "' --><-- HH_CtlPipeNoDataOut '; 40 E6 1234 5678 0; = 1");
+    bus.faults().refuse(sim::atRequest(1));
+    check("without data a failure is told", HH_CtlPipeNoDataOut(send),
+          R"(' --><-- HH_CtlPipeNoDataOut '; 40 E6 1234 5678 0 refused
+        'HH_CtlPipeNoDataOut failed,ret=0xe000404f, packet={0x40,0xe6,0x34,0x12,0x78,0x56,0x02,0x00}'; = 0)");
+    bus.faults().timeOut(sim::atRequest(1).forGood());
+    check("a request waits as long as the system does", HH_HubReset(),
+          "40 01 0000 0000 0 -> E00002D6, 5000 ms; = E00002D6");
+    check("a timed one waits 10 s", Proxy_SendVendorCmd2(0x40, 1, 0, 0, 0, nullptr),
+          "40 01 0000 0000 0 -> E00002D6, 10000 ms; = E00002D6");
+}
