@@ -93,7 +93,6 @@ private:
     friend class VirtualBus;
 
     std::shared_ptr<DeviceLink> link_;
-    int position_ = -1;
     bool present_ = true;
 };
 

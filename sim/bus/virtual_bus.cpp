@@ -20,12 +20,6 @@ Duration timeOnTheWire(std::uint16_t length)
     return request_time + packet_time * ((length + packet_bytes - 1) / packet_bytes);
 }
 
-VirtualBus*& currentBus()
-{
-    static VirtualBus* bus = nullptr;
-    return bus;
-}
-
 struct Seen
 {
     std::shared_ptr<DeviceLink> link;
@@ -64,43 +58,33 @@ private:
 VirtualBus::VirtualBus()
     : faults_(clock_)
 {
-    currentBus() = this;
+    current_ = this;
 }
 
 VirtualBus::~VirtualBus()
 {
     while (!devices_.empty())
         detach(*devices_.back());
-    if (currentBus() == this)
-        currentBus() = nullptr;
-}
-
-VirtualBus* VirtualBus::current()
-{
-    return currentBus();
+    if (current_ == this)
+        current_ = nullptr;
 }
 
 void VirtualBus::attach(BusDevice& device)
 {
     devices_.push_back(&device);
     device.link_->bus = this;
-    renumber();
 }
 
 void VirtualBus::detach(BusDevice& device)
 {
     device.leaveBus();
     device.link_->bus = nullptr;
-    device.position_ = -1;
     devices_.erase(std::remove(devices_.begin(), devices_.end(), &device), devices_.end());
-    renumber();
 }
 
-void VirtualBus::renumber()
+int VirtualBus::positionOf(const BusDevice& device) const
 {
-    int position = 0;
-    for (BusDevice* device : devices_)
-        device->position_ = position++;
+    return static_cast<int>(std::find(devices_.begin(), devices_.end(), &device) - devices_.begin());
 }
 
 std::unique_ptr<platform::Enumeration> VirtualBus::enumerate()
@@ -124,7 +108,7 @@ platform::Status VirtualBus::transfer(BusDevice& device, const SetupPacket& setu
     const platform::Status status =
         faults_.armed() ? faults_.carryOut(device, setup, data, patience) : device.control(setup, data);
     if (log_.enabled()) {
-        WireRecord record{began, setup, {}, status, device.position_};
+        WireRecord record{began, setup, {}, status, positionOf(device)};
         if (setup.length != 0 && (!setup.isIn() || status == platform::success))
             record.data.assign(data, data + setup.length);
         log_.add(std::move(record));

@@ -26,7 +26,7 @@ public:
     VirtualBus(const VirtualBus&) = delete;
     VirtualBus& operator=(const VirtualBus&) = delete;
 
-    static VirtualBus* current();
+    static VirtualBus* current() { return current_; }
 
     Clock& clock() { return clock_; }
     WireLog& log() { return log_; }
@@ -50,7 +50,9 @@ public:
     std::uint64_t requestCount() const { return request_count_; }
 
 private:
-    void renumber();
+    int positionOf(const BusDevice& device) const;
+
+    static inline VirtualBus* current_ = nullptr;
 
     Clock clock_;
     WireLog log_;

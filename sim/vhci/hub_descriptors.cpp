@@ -47,24 +47,11 @@ Bytes deviceDescriptor(const HubIdentity& hub)
     const std::uint8_t usb_minor = hub.super_speed ? 0x00 : 0x10;
     // Packet size of endpoint 0: in bytes, for SuperSpeed as a power of two.
     const std::uint8_t packet = hub.super_speed ? 9 : 64;
-    return {18,
-            device_type,
-            usb_minor,
-            usb_major,
-            hub_class,
-            0,
-            hub.super_speed ? super_speed_hub : single_tt,
-            packet,
-            low(hub.vendor_id),
-            high(hub.vendor_id),
-            low(hub.product_id),
-            high(hub.product_id),
-            hub.firmware.minor,
-            hub.firmware.major,
-            maker_string,
-            product_string,
-            no_string,
-            1};
+    Bytes all{18, device_type, usb_minor, usb_major, hub_class, 0};
+    append(all, {hub.super_speed ? super_speed_hub : single_tt, packet});
+    append(all, {low(hub.vendor_id), high(hub.vendor_id), low(hub.product_id), high(hub.product_id)});
+    append(all, {hub.firmware.minor, hub.firmware.major, maker_string, product_string, no_string, 1});
+    return all;
 }
 
 /// One interface, with the endpoint that reports changes at the ports.
