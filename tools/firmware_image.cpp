@@ -136,7 +136,7 @@ std::optional<ScalerFacts> inspectScaler(const QByteArray& image)
 
 std::optional<HubFacts> inspectHub(const QByteArray& image)
 {
-    if (image.size() < shortest_image || inspectScaler(image))
+    if (image.size() < shortest_image)
         return {};
     for (auto block = image.size() - hub_block; block >= 0; block -= hub_block) {
         if (std::find(block_tags.begin(), block_tags.end(), image.mid(block, 2)) == block_tags.end())

@@ -41,7 +41,8 @@ struct ScalerFacts
     bool user_code = false;
 };
 
-/// What `image` holds, if it is such an image. Any bytes will do.
+/// What `image` holds, if it is such an image; any bytes will do. Ask for a scaler image first: it may hold what looks
+/// like a vendor-config block.
 std::optional<ScalerFacts> inspectScaler(const QByteArray& image);
 std::optional<HubFacts> inspectHub(const QByteArray& image);
 
