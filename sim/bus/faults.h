@@ -62,6 +62,8 @@ public:
     }
 
     Troubles troubles;
+    /// For tests: sees each request, with what it writes, before any fault strikes, and may arm one for it.
+    std::function<void(const SetupPacket&, const std::uint8_t* data)> on_request;
 
     /// Not carried out; the host gets `status`.
     void refuse(When when, platform::Status status = platform::pipe_stalled);

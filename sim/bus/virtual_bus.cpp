@@ -105,6 +105,8 @@ platform::Status VirtualBus::transfer(BusDevice& device, const SetupPacket& setu
     const Duration began = clock_.now();
     ++request_count_;
     clock_.advance(timeOnTheWire(setup.length));
+    if (faults_.on_request)
+        faults_.on_request(setup, data);
     const platform::Status status =
         faults_.armed() ? faults_.carryOut(device, setup, data, patience) : device.control(setup, data);
     if (log_.enabled()) {

@@ -1,35 +1,35 @@
-/// What is swept: a monitor, what its flashes hold, the image files of the bundle, and how densely.
+/// What is swept: a monitor, which images its flashes hold, the image files of the bundle, and how densely.
 #pragma once
 
-#include "tool_run.h"
-
+#include "app/texts.h"
 #include "sim/monitor/monitor_setup.h"
 
-#include <cstddef>
-#include <string>
+#include <QByteArray>
+
+#include <vector>
 
 namespace sweep {
 
-constexpr std::size_t user_code_at = 0x100000;
-constexpr std::size_t user_code_end = 0x200000;
-constexpr std::size_t user_code_marker_at = 0x1FF8FE;
+struct Images
+{
+    QByteArray hub;
+    QByteArray scaler;
+};
 
 struct Job
 {
-    std::string name;
+    QString name;
     sim::MonitorSetup setup;
-    Pair before; ///< from the start of both flashes
-    Pair files;
-    int step = 1;                       ///< in the full sweep every step-th request
-    int bounded_step = 1;               ///< in the bounded one
-    Ending ending = Ending::up_to_date; ///< of a run without a fault
-    bool foreign = false;               ///< the files are not meant for the monitor
+    Images before; ///< without an image for the scaler, it runs what it left the factory with
+    Images files;
+    unsigned step = 1;         ///< swept in full: every step-th request, and the first of each phase
+    unsigned bounded_step = 4; ///< else every such trial of the first request of each phase
+    QString ending = texts::alreadyLatest(); ///< what the tool says without a fault; empty: it ends itself
+    bool is_foreign = false;                 ///< the files are not meant for the monitor
+    bool in_pairs = false; ///< a second fault strikes each run that repairs what a first one has left
 };
 
 /// The smallest first.
 std::vector<Job> allJobs();
-
-/// The flash of a scaler that has been updated with `image`.
-Bytes withUserCode(Bytes flash, const Bytes& image);
 
 } // namespace sweep

@@ -1,0 +1,87 @@
+/// What the host is about at each request, told from the requests alone by the landmarks that the hub and the
+/// scaler themselves ask for; their numbers are in hub_chip.h, i2c_bridge.h and scaler_isp.h.
+///
+///     detection                                                       whatever is no write
+///     hub: into ROM, void mark, erase, image, read back, mark, restart
+///     scaler: prepare, erase, program setup, image, marker, leave
+///
+/// All but the hub's are followed by the kind of request: "scaler: image: address", "detection: reply".
+#pragma once
+
+#include "sim/bus/setup_packet.h"
+
+#include <map>
+#include <string>
+
+namespace sweep {
+
+class PhaseReader
+{
+public:
+    /// Of the next request of a run.
+    std::string next(const sim::SetupPacket& setup, const std::uint8_t* data)
+    {
+        const int accessed = setup.request == 0xE6 ? setup.value : none;
+        const int written = setup.isIn() || setup.length == 0 ? none : data[0];
+        if (setup.request == 0x02 && setup.value == 0)
+            stage_ = "detection";
+        else if (stage_[0] == 's')
+            followScaler(accessed, written);
+        else if (setup.request == 0xF6 && setup.value >> 8U == 0x94)
+            stage_ = "scaler: prepare";
+        else
+            followHub(setup);
+        return stage_[0] == 'h' ? stage_ : stage_ + ": " + kindOf(setup, accessed);
+    }
+
+private:
+    static constexpr int none = -1;
+
+    void followHub(const sim::SetupPacket& setup)
+    {
+        static const std::map<int, const char*> stages{
+            {0x00, "hub: into ROM"}, {0xE8, "hub: erase"}, {0xD8, "hub: read back"}, {0xE9, "hub: restart"}};
+        const auto stage = stages.find(setup.request);
+        if (stage != stages.end())
+            stage_ = stage->second;
+        else if (setup.request == 0xC8 && setup.length != 2)
+            stage_ = "hub: image";
+        else if (setup.request == 0xC8)
+            stage_ = stage_ == "hub: read back" ? "hub: mark" : "hub: void mark";
+    }
+
+    void followScaler(int accessed, int written)
+    {
+        if (accessed == 0x60 && written != none)
+            command_ = written;
+        // The protection goes with a write of the status register, whose value travels as an address.
+        if (stage_ == "scaler: prepare" && accessed == 0x64 && command_ == 0x69)
+            stage_ = "scaler: erase";
+        else if (accessed == 0x6D)
+            stage_ = "scaler: program setup";
+        else if (stage_ == "scaler: program setup" && accessed == 0x64)
+            stage_ = "scaler: image";
+        else if (stage_ == "scaler: image" && accessed == 0x64 && written == 0x1F) // where no image reaches
+            stage_ = "scaler: marker";
+        else if (stage_ == "scaler: marker" && accessed == 0x60)
+            stage_ = "scaler: leave";
+    }
+
+    static const char* kindOf(const sim::SetupPacket& setup, int accessed)
+    {
+        static const std::map<int, const char*> requests{{0xF6, "bridge"}, {0xC6, "data"}, {0xD6, "reply"}};
+        static const std::map<int, const char*> registers{
+            {0x60, "command"}, {0x64, "address"}, {0x65, "address"},   {0x66, "address"},
+            {0x6D, "opcode"},  {0x6F, "start"},   {0x70, "data port"}, {0x71, "length"}};
+        if (setup.isIn() && (accessed == 0x60 || accessed == 0x6F))
+            return "poll";
+        const auto& names = accessed == none ? requests : registers;
+        const auto name = names.find(accessed == none ? setup.request : accessed);
+        return name != names.end() ? name->second : accessed == none ? "hub" : "register";
+    }
+
+    std::string stage_ = "detection";
+    int command_ = none;
+};
+
+} // namespace sweep
