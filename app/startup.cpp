@@ -39,7 +39,10 @@ void setFormLook()
 
 void readSettings(const QString& settingsPath, FW_Update_Tool& dialog)
 {
-    const QSettings settings(settingsPath, QSettings::IniFormat);
+    QSettings settings(settingsPath, QSettings::IniFormat);
+#if QT_VERSION_MAJOR < 6 // later ones read nothing else
+    settings.setIniCodec("UTF-8");
+#endif
     debugFormat(resourcesDir());
     const auto text = [&settings](const char* key) { return settings.value(key, QString()).toString(); };
     dialog.scalarBinFile = text("FWFilePath/ScalarBinFile");

@@ -133,6 +133,9 @@ private slots:
         QCOMPARE(readConfig(), QStringList({"", "", "", "", ""}));
         writeResource("Config.ini", "\x01\xFF garbage [[[\n[Model]\nModelName=QX1320\n");
         QCOMPARE(readConfig(), QStringList({"", "", "", "", "QX1320"}));
+        writeResource("Config.ini",
+                      "[FWFilePath]\nHubBinFile=\xC3\x9C.bin\n"); // UTF-8, whichever Qt reads it
+        QCOMPARE(readConfig(), QStringList({"Ü.bin", "", "", "", ""}));
         writeResource("Config.ini", "[FWFilePath]\nScalarBinFile=100%s%n%d.bin\nHubBinFile = 5%%.bin \n"
                                     "[FWFileCheckSum]\nScalarBinCheckSum=0x12\nHubBinCheckSum=34\n"
                                     "[Model]\nModelName=QX1650\n");
