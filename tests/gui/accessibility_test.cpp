@@ -109,7 +109,8 @@ private slots:
     void keyboardReachesEachControl()
     {
         Bench bench(hubImage(1, 2), scalerImage(10, 0));
-        QApplication::setActiveWindow(&bench.dialog);
+        bench.dialog.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&bench.dialog));
         bench.find<QWidget>("chkOverride")->setFocus();
         QTest::keyClick(bench.dialog.focusWidget(), Qt::Key_Space);
         QStringList reached;

@@ -14,6 +14,7 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -271,7 +272,7 @@ private slots:
             for (const sim::FaultKind& kind : sim::faultKinds()) {
                 if (kind.replies_only) // which may say anything
                     continue;
-                for (const int request : qAsConst(points)) {
+                for (const int request : std::as_const(points)) {
                     const QString end = ending({job, [&](sim::Faults& on) { kind.arm(on, {request}); }});
                     QVERIFY2(job.endings.contains(end),
                              qPrintable(QString("%1 at %2: %3").arg(kind.name).arg(request).arg(end)));
