@@ -1,10 +1,9 @@
-# fw_hardening: what a released program is built with against faults in its own memory. Every target gets it
-# through fw_options; tests/hardening_test.sh reads it back from the finished program. On macOS the linker makes
-# programs position-independent and their tables read-only by itself, and the hardened runtime is switched on
-# by the signature.
+# fw_hardening: the flags that protect a released program against memory errors. Every target gets them through
+# fw_options; tests/hardening_test.sh checks the finished program for them. On macOS the linker already makes
+# programs position-independent and their tables read-only, and the signature turns on the hardened runtime.
 #
-# Builds with sanitizers and builds that are not optimised go without: the sanitizers see more than these
-# checks do, and _FORTIFY_SOURCE needs the optimiser.
+# Builds with sanitizers do without: a sanitizer finds more than these checks. _FORTIFY_SOURCE needs the
+# optimiser, so Debug builds do without that.
 add_library(fw_hardening INTERFACE)
 if(FW_SANITIZE)
   return()
@@ -15,7 +14,7 @@ include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX) # makes CMAKE_POSITION_INDEPENDENT_CODE reach the linker
 
-# A flag that a compiler takes and then warns of as unused is one that it does not have.
+# A compiler that accepts a flag but warns that it is unused does not support it.
 set(CMAKE_REQUIRED_FLAGS -Werror)
 foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection)
   string(MAKE_C_IDENTIFIER "FW_HAS${flag}" known)
@@ -25,7 +24,7 @@ foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection)
   endif()
 endforeach()
 
-# Level 3 also checks sizes that are known only at run time. A C library that lacks it warns.
+# Level 3 also checks sizes that are known only at run time. A C library without it warns.
 set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
 check_cxx_source_compiles("#include <cstdio>\nint main() { return std::puts(\"\"); }" FW_HAS_FORTIFY_3)
 unset(CMAKE_REQUIRED_FLAGS)

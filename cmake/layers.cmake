@@ -1,9 +1,9 @@
 # fw_layer(NAME PATH SOURCES... USES layers... PRIVATE_USES layers...)
 #
-# A layer is a static library whose headers are reached as "PATH/header.h" only by targets that link it:
-# each layer has an include root of its own in the build tree, holding one link to the layer's folder.
+# A layer is a static library. Only targets that link it can include its headers, as "PATH/header.h": each layer
+# has a private include root in the build tree, which contains one link to the layer's folder.
 # USES are the layers that its headers need, PRIVATE_USES those that only its sources need.
-# A layer without sources is a folder of headers, or one header.
+# A layer without sources is a folder of headers or a single header.
 
 get_filename_component(FW_SOURCE_DIR ${CMAKE_CURRENT_LIST_DIR}/.. ABSOLUTE)
 
@@ -17,7 +17,7 @@ if(FW_SANITIZE)
   target_link_options(fw_options INTERFACE -fsanitize=${FW_SANITIZE})
 endif()
 
-# Gives `path` (a folder or one header) an include root of its own in the build tree.
+# Makes a private include root for `path` (a folder or one header) in the build tree.
 function(fw_include_root path out)
   string(REPLACE "/" "_" flat ${path})
   set(root ${CMAKE_BINARY_DIR}/include/${flat})
@@ -43,13 +43,13 @@ function(fw_layer name path)
   endif()
 endfunction()
 
-# Chooses the operating-system platform that a program's hub library runs on. Every program that links a layer of
-# hub/ has to; one that forgets is told when the build is configured.
+# Chooses the platform that a program's hub library runs on. Every program that links a layer of hub/ must call
+# this; if one does not, CMake stops with an error that names it.
 function(fw_platform program platform)
   set_target_properties(${program} PROPERTIES FW_PLATFORM ${platform})
 endfunction()
 
-# Chooses how a program keeps the computer awake; one that does not choose lets it sleep.
+# Chooses how a program keeps the computer awake. Without this call it lets the computer sleep.
 function(fw_awake program awake)
   set_target_properties(${program} PROPERTIES FW_AWAKE ${awake})
 endfunction()

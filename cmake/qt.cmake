@@ -1,5 +1,5 @@
-# Finds the Qt that FW_QT asks for; its targets are Qt::Core and so on, whichever it is.
-set(oldest_5 5.15) # the first with targets that have no number in their names
+# Finds the Qt that FW_QT asks for. Its targets are Qt::Core and so on for either version.
+set(oldest_5 5.15) # the first with version-less targets (Qt::Core)
 set(oldest_6 6.2)
 set(components Core Gui Widgets Test)
 if(NOT APPLE)
@@ -34,11 +34,11 @@ if(NOT Qt${QT_DEFAULT_MAJOR_VERSION}_FOUND)
   message(FATAL_ERROR "${oldest} is missing${here}; install qtbase5-dev or qt6-base-dev, "
     "or set CMAKE_PREFIX_PATH to the folder of a Qt")
 endif()
-if(QT_SUPPORTED_MIN_MACOS_VERSION) # Qt 6 says on which macOS it runs
+if(QT_SUPPORTED_MIN_MACOS_VERSION) # Qt 6 names the oldest macOS that it runs on
   set(CMAKE_OSX_DEPLOYMENT_TARGET ${QT_SUPPORTED_MIN_MACOS_VERSION})
 endif()
 
-# Text stubs in place of the libraries: with them a linker for macOS takes another system's Qt (script/cross-macos).
+# script/cross-macos links for macOS with Linux's Qt: text stubs take the place of its libraries.
 if(FW_QT_STUBS)
   foreach(module Core Gui Widgets)
     get_target_property(configurations Qt5::${module} IMPORTED_CONFIGURATIONS)

@@ -1,5 +1,5 @@
-/// The one place where the tool waits. The operating systems' platforms really sleep; on the virtual
-/// platform a sleep moves the virtual monitor's clock and returns.
+/// The one place where the tool waits. On a real operating system the thread sleeps; on the virtual platform a
+/// sleep advances the virtual monitor's clock and returns.
 #pragma once
 
 #include <chrono>

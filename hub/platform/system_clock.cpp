@@ -1,4 +1,4 @@
-/// Real sleeping, for the platforms that drive real devices.
+/// Real sleep, for the platforms that drive real devices.
 #include <thread>
 
 #include "hub/platform/clock.h"

@@ -13,7 +13,7 @@ namespace platform {
 using Status = std::uint32_t;
 
 constexpr Status success = 0;
-constexpr Status io_error = 0xE00002BC;         ///< kIOReturnError: anything without a number of its own
+constexpr Status io_error = 0xE00002BC;         ///< kIOReturnError: any other error
 constexpr Status no_memory = 0xE00002BD;        ///< kIOReturnNoMemory
 constexpr Status no_device = 0xE00002C0;        ///< kIOReturnNoDevice: it left the bus
 constexpr Status not_privileged = 0xE00002C1;   ///< kIOReturnNotPrivileged: the user may not open the node
@@ -44,8 +44,8 @@ struct ControlRequest
     void* data;
 };
 
-/// A device that answered for itself. Destroying it drops the interface, and with it an exclusive use that
-/// was not ended by close(). Every operation blocks until it is done; none throws.
+/// A device with a device interface. Destroying it releases the interface, which also ends exclusive use if close()
+/// did not. Every operation blocks until it is done; none throws.
 class Device
 {
 public:
@@ -56,25 +56,25 @@ public:
     virtual Status productId(std::uint16_t* id) = 0;
 
     /// Takes the device for exclusive use by this process. `exclusive_access` when another holds it,
-    /// `not_privileged` when the user may not, `no_device` when it is gone. Whether this process may hold one
-    /// device through two objects is the operating system's business: on Linux it may, on macOS it may not.
+    /// `not_privileged` when the user may not open it, `no_device` when it is gone. The operating system decides
+    /// whether this process may open one device through two objects: on Linux it may, on macOS it may not.
     virtual Status open() = 0;
     /// Ends exclusive use. `not_open` without a preceding open().
     virtual Status close() = 0;
 
     /// The link speed as a LinkSpeed code, or a number above it. `*code` is untouched on failure.
     virtual Status speed(std::uint8_t* code) = 0;
-    /// Bus number in the top byte, then one hex digit a hub port on the way to the device.
+    /// Bus number in the top byte, then one hex digit for each hub port on the path to the device.
     virtual Status locationId(std::uint32_t* location) = 0;
 
-    /// Sends one control request and waits for its end, as long as the operating system lets a device stay
-    /// silent (5 s). `pipe_stalled` when the device refuses it, `timeout`, `no_device`, `not_open`;
-    /// `bad_argument`, with nothing sent, for a length without data.
+    /// Sends one control request and waits until it is done, or for as long as the operating system lets a device
+    /// stay silent (5 s). `pipe_stalled` when the device refuses it, `timeout`, `no_device`, `not_open`;
+    /// `bad_argument`, with nothing sent, when there is a length but no data.
     Status controlRequest(const ControlRequest& request)
     {
         return lacksData(request) ? bad_argument : doControlRequest(request);
     }
-    /// The same with two limits in milliseconds: without any data moving, and for the whole request.
+    /// The same with two time limits in milliseconds: while no data moves, and for the whole request.
     Status controlRequest(const ControlRequest& request, std::uint32_t noDataTimeout,
                           std::uint32_t completionTimeout)
     {
@@ -83,7 +83,7 @@ public:
     }
 
 private:
-    /// The operating system's part of the two, for a request that has its data.
+    /// What each operating system implements of the two; the data is there if `length` is not 0.
     virtual Status doControlRequest(const ControlRequest& request) = 0;
     virtual Status doControlRequest(const ControlRequest& request, std::uint32_t noDataTimeout,
                                     std::uint32_t completionTimeout) = 0;
@@ -91,26 +91,26 @@ private:
     static bool lacksData(const ControlRequest& request) { return request.length != 0 && !request.data; }
 };
 
-/// What became of one enumerated device.
+/// The result for one enumerated device.
 enum class Found {
     device,       ///< a device interface was obtained
     no_plug_in,   ///< the operating system has no access path to this device
-    no_interface, ///< there is a path, but it gave no device interface
-    end           ///< the list is at its end; no further call is made
+    no_interface, ///< there is an access path, but it gave no device interface
+    end           ///< no more devices; next() is not called again
 };
 
-/// One walk over the devices on the bus at one moment, in an order that stays the same from walk to walk.
+/// The devices on the bus at one moment, in an order that stays the same from one enumeration to the next.
 class Enumeration
 {
 public:
     virtual ~Enumeration() = default;
 
-    /// Goes on to the next device. Fills `*device` only when the result is `Found::device`; the caller owns
-    /// it, and it outlives the enumeration.
+    /// Advances to the next device. Fills `*device` only when the result is `Found::device`; the caller owns the
+    /// device, which may outlive the enumeration.
     virtual Found next(std::unique_ptr<Device>* device) = 0;
 };
 
-/// Looks at the bus afresh. Null when the operating system refuses the listing.
+/// Scans the bus anew. Null when the operating system refuses to list the devices.
 std::unique_ptr<Enumeration> enumerateUsbDevices();
 
 } // namespace platform

@@ -1,12 +1,11 @@
 # fw_linux_package(TARGET RESOURCES files...)
-#   `cpack` makes a Debian package: the program and its Resources in a folder of their own, so that they lie to
-#   each other as in a bundle, a link in the PATH, and what a desktop and udev want to know. The files beside
-#   this one go in as they are.
+#   `cpack` makes a Debian package: the program and its Resources in a private folder with the layout of a bundle,
+#   a link in the PATH, and the files for the desktop and udev. The files next to this one go in unchanged.
 
 set(FW_LINUX_DIR ${CMAKE_CURRENT_LIST_DIR})
-set(FW_LINUX_ID com.qxseries.FWUpdateTool) # the name under which the desktop knows the program
+set(FW_LINUX_ID com.qxseries.FWUpdateTool) # the desktop's name for the program
 
-# Compresses one text as Debian wants it, without the time of day; adds the result to fw_packed.
+# Compresses one text as Debian requires, without a timestamp; adds the result to fw_packed.
 function(fw_gzip text result)
   add_custom_command(OUTPUT ${result} DEPENDS ${text} COMMAND gzip -9nc ${text} > ${result} VERBATIM)
   set(fw_packed ${fw_packed} ${CMAKE_CURRENT_BINARY_DIR}/${result} PARENT_SCOPE)

@@ -1,19 +1,19 @@
 # fw_macos_bundle(TARGET RESOURCES files...)
 #   Makes the program FW_Update_Tool.app, with the settings and the images in Contents/Resources: in the
-#   executable's folder they would break the signature. `cmake --install` puts the bundle into the prefix, with
-#   Qt inside and signed; `cpack` packs it into a disk image, to be dragged into Applications.
+#   executable's folder they would break the signature. `cmake --install` installs the bundle into the prefix, signed
+#   and with Qt inside; `cpack` packs it into a disk image, from which people drag it into Applications.
 #
-# CMAKE_OSX_DEPLOYMENT_TARGET becomes the oldest macOS that opens the bundle, so it has to be set before
-# project(), and to nothing older than the Qt that goes in.
+# CMAKE_OSX_DEPLOYMENT_TARGET becomes the oldest macOS that opens the bundle. Set it before project(), and not below
+# the oldest macOS that the Qt inside supports.
 
 set(FW_MACOS_DIR ${CMAKE_CURRENT_LIST_DIR})
-set(FW_CODESIGN_IDENTITY - CACHE STRING "Who signs the macOS bundle; - is nobody in particular (ad hoc)")
+set(FW_CODESIGN_IDENTITY - CACHE STRING "Identity that signs the macOS bundle; - is an ad-hoc signature")
 
 function(fw_macos_bundle target)
   cmake_parse_arguments(B "" "" "RESOURCES" ${ARGN})
   set(icon ${FW_MACOS_DIR}/FW_Update_Tool.icns)
   target_sources(${target} PRIVATE ${icon} ${B_RESOURCES})
-  # The program is a target of another folder, which does not know that the sample images are built.
+  # The program's target is in another folder, where CMake does not know that the sample images are generated.
   set_property(SOURCE ${B_RESOURCES} TARGET_DIRECTORY ${target} PROPERTY GENERATED ON)
   set_target_properties(${target} PROPERTIES
     MACOSX_BUNDLE ON
@@ -32,12 +32,12 @@ function(fw_macos_bundle target)
   if(FW_CODESIGN_IDENTITY STREQUAL "-")
     set(sign -codesign=-)
   else()
-    # Inside out, with the hardened runtime and a trusted time. Nobody's signature cannot have these: the
-    # hardened runtime loads no library of another signer, and nobody is another one each time.
+    # From the inside out, with the hardened runtime and a secure timestamp. An ad-hoc signature cannot have these:
+    # the hardened runtime loads only libraries of the same signer, and every ad-hoc signature counts as another one.
     set(sign -sign-for-notarization=${FW_CODESIGN_IDENTITY})
   endif()
-  # Taking the libraries in changes the program, and arm64 starts nothing whose signature is broken. macdeployqt
-  # ends with 0 even when it failed, so the signature of the whole is what is looked at.
+  # Adding the libraries changes the program, and arm64 does not start a program with a broken signature.
+  # macdeployqt exits with 0 even if it fails, so the signature of the whole bundle is checked.
   install(CODE "
     if(NOT EXISTS \"${FW_MACDEPLOYQT}\")
       message(FATAL_ERROR \"macdeployqt is not beside ${qmake}\")
@@ -46,7 +46,7 @@ function(fw_macos_bundle target)
     execute_process(COMMAND \"${FW_MACDEPLOYQT}\" \"\${bundle}\" -always-overwrite \"${sign}\")
     execute_process(COMMAND codesign --verify --deep --strict \"\${bundle}\" RESULT_VARIABLE broken)
     if(broken)
-      message(FATAL_ERROR \"\${bundle} is not whole: \${broken}\")
+      message(FATAL_ERROR \"\${bundle} has a broken signature: \${broken}\")
     endif()")
 
   set(CPACK_GENERATOR DragNDrop)

@@ -1,8 +1,8 @@
 /// The platform seam on macOS, through the user client of IOKit's USB family.
 ///
-/// A device is reached in three hops: its service in the registry, the service's plug-in, the plug-in's device
-/// interface. Each is an object of the operating system that belongs to this file and is released once.
-/// Status numbers pass through as they are, being the seam's own.
+/// A device is reached in three steps: its service in the registry, the service's plug-in, the plug-in's device
+/// interface. Each is a system object that this file owns and releases once. IOKit's status numbers are those of the
+/// seam and pass through unchanged.
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOCFPlugIn.h>
 #include <IOKit/IOKitLib.h>
@@ -16,8 +16,8 @@ namespace {
 
 using platform::Status;
 
-/// The port of IOKit itself, of which null is the documented default. Its name was kIOMasterPortDefault up to
-/// macOS 11 and is kIOMainPortDefault from 12 on; neither suits both.
+/// The port to IOKit; null is documented as the default. The constant is kIOMasterPortDefault up to macOS 11 and
+/// kIOMainPortDefault from 12 on; neither name works for both.
 constexpr mach_port_t default_port = MACH_PORT_NULL;
 
 constexpr Status statusOf(IOReturn result)
@@ -52,11 +52,11 @@ struct InterfaceRelease
 
 /// An interface is a pointer to a pointer to its table of functions.
 using PlugIn = std::unique_ptr<IOCFPlugInInterface*, InterfaceRelease>;
-/// Whatever version of the device interface is asked for, the operating system hands out its one table.
-/// DeviceRequestTO is in it since version 182, which also every SDK declares.
+/// The operating system returns the same table for every version of the device interface. DeviceRequestTO is in it
+/// since version 182, which every SDK declares.
 using DeviceInterface = std::unique_ptr<IOUSBDeviceInterface182*, InterfaceRelease>;
 
-/// Null when the operating system has none for the service. Whether it failed otherwise is of no interest.
+/// Null when the operating system has none for the service; the status of the call adds nothing to that.
 PlugIn createPlugIn(io_service_t service)
 {
     IOCFPlugInInterface** plugIn = nullptr;
@@ -66,7 +66,7 @@ PlugIn createPlugIn(io_service_t service)
     return PlugIn(plugIn);
 }
 
-/// Null when the plug-in does not give it. The device interface lives on without its plug-in.
+/// Null when the plug-in does not provide it. The device interface stays valid without the plug-in.
 DeviceInterface queryDevice(const PlugIn& plugIn)
 {
     LPVOID device = nullptr;
@@ -77,7 +77,7 @@ DeviceInterface queryDevice(const PlugIn& plugIn)
     return DeviceInterface(static_cast<IOUSBDeviceInterface182**>(device));
 }
 
-/// The fields that a request with and one without timeouts share; the others are 0.
+/// Sets the fields that requests with and without timeouts share; the others are 0.
 template <typename Request>
 Request systemRequest(const platform::ControlRequest& request)
 {
@@ -139,15 +139,15 @@ private:
         return statusOf((*device_)->DeviceRequestTO(device_.get(), &system));
     }
 
-    // Releasing the last hold on a device that is still open closes it.
+    // Releasing the last reference to an open device closes it.
     DeviceInterface device_;
 };
 
-/// The services of one look at the registry, in its order.
+/// The services found in one scan of the registry, in its order.
 class IokitEnumeration final : public platform::Enumeration
 {
 public:
-    /// Takes over `iterator`, which is null when there is no device at all.
+    /// Takes ownership of `iterator`, which is null when there is no device at all.
     explicit IokitEnumeration(io_iterator_t iterator)
         : iterator_(iterator)
     {
@@ -188,7 +188,7 @@ private:
 
 std::unique_ptr<platform::Enumeration> platform::enumerateUsbDevices()
 {
-    // The dictionary is used up by the call that it is handed to, which refuses a null one.
+    // The call consumes the dictionary, and refuses a null one.
     io_iterator_t iterator = IO_OBJECT_NULL;
     if (IOServiceGetMatchingServices(default_port, IOServiceMatching("IOUSBDevice"), &iterator) !=
         KERN_SUCCESS)

@@ -1,10 +1,10 @@
 /// The platform seam on libusb 1.0, for Linux.
 ///
-/// Only endpoint 0 is used, which needs neither a claimed interface nor the kernel's hub driver out of the
-/// way: the hub goes on serving what is plugged into it. usbfs lets any number of processes open a device
-/// node, so exclusive use is an advisory lock; the kernel drops the lock with the process. It covers the nodes
-/// of all devices of that vendor, because a hub is one chip behind two of them: who has the one face open
-/// must not be disturbed through the other.
+/// All requests use endpoint 0. They need no claimed interface, and the kernel's hub driver stays attached: the hub
+/// keeps serving what is plugged into it. usbfs lets any number of processes open a device node, so exclusive use
+/// is an advisory lock, which the kernel drops when the process ends. The lock covers the nodes of all devices of
+/// the vendor, because a hub is one chip behind two nodes: while one face is open, no other process may use the
+/// other.
 #include <libusb.h>
 
 #include <algorithm>
@@ -25,9 +25,9 @@ namespace {
 
 using platform::Status;
 
-/// The time that a device may stay silent on macOS; the kernel's own default on Linux is the same.
+/// How long a device may stay silent on macOS; Linux has the same default.
 constexpr unsigned default_timeout_ms = 5000;
-/// A link speed that libusb cannot name.
+/// The link speed is not known to libusb.
 constexpr std::uint8_t unknown_speed = 0xFF;
 
 using Context = std::shared_ptr<libusb_context>;
@@ -45,17 +45,17 @@ struct HandleClose
 };
 using Handle = std::unique_ptr<libusb_device_handle, HandleClose>;
 
-/// The ports on the way to a device, zeros behind the last.
+/// The ports on the path to a device, padded with zeros.
 PortPath portPath(libusb_device* device)
 {
     PortPath path{};
     const int depth = libusb_get_port_numbers(device, path.data(), static_cast<int>(path.size()));
-    // libusb fills the array from its end and then moves the path to the front: what it left behind is not zero.
+    // libusb fills the array from its end, then moves the path to the front and leaves the old bytes behind.
     std::fill(path.begin() + std::max(depth, 0), path.end(), std::uint8_t{0});
     return path;
 }
 
-/// A descriptor of a device node, and with it the advisory lock on the node.
+/// Owns the file descriptor of a device node, and with it the advisory lock on the node.
 class NodeLock
 {
 public:
@@ -71,9 +71,9 @@ private:
     int fd_;
 };
 
-/// The locks of this process. The kernel refuses even a process its own lock through a second descriptor, so the
-/// process's devices share one lock a node, which goes with the last of them. A node is known by its device and
-/// inode number: its name may go to another one when a hub restarts.
+/// The locks of this process. The kernel treats a second descriptor of the same process as a rival, so the
+/// process's devices share one lock per node; the last one releases it. The key is the node's device and inode
+/// number, because another node may get its name when a hub restarts.
 using NodeId = std::pair<dev_t, ino_t>;
 std::map<NodeId, std::weak_ptr<const NodeLock>> own_locks;
 
@@ -81,7 +81,7 @@ std::map<NodeId, std::weak_ptr<const NodeLock>> own_locks;
 class VendorLock
 {
 public:
-    /// `exclusive_access` when another process has one of them.
+    /// `exclusive_access` when another process holds one of them.
     Status take(libusb_context* context, std::uint16_t vendorId)
     {
         bool taken = true;
@@ -103,7 +103,7 @@ public:
     void release() { locks_.clear(); }
 
 private:
-    /// False when another process has the node. One that has gone or is not the user's is nobody's.
+    /// False when another process holds the node. A node that cannot be opened (gone, no permission) is skipped.
     bool add(libusb_device* device)
     {
         char name[40];
@@ -114,7 +114,7 @@ private:
             return true;
         auto lock = std::make_shared<const NodeLock>(fd);
         struct stat node = {};
-        fstat(fd, &node); // which an open descriptor always has
+        fstat(fd, &node); // cannot fail on an open descriptor
         auto& own = own_locks[{node.st_dev, node.st_ino}];
         if (const auto shared = own.lock())
             lock = shared;
@@ -176,7 +176,7 @@ public:
 
     Status speed(std::uint8_t* code) override
     {
-        // libusb counts from low = 1; its 0 is a speed that it does not know.
+        // libusb counts from low = 1; 0 means unknown.
         const int speed = libusb_get_device_speed(device_.get());
         *code = speed == LIBUSB_SPEED_UNKNOWN ? unknown_speed
                                               : static_cast<std::uint8_t>(speed - LIBUSB_SPEED_LOW);
@@ -204,7 +204,7 @@ private:
     Status doControlRequest(const platform::ControlRequest& request, std::uint32_t /*noDataTimeout*/,
                             std::uint32_t completionTimeout) override
     {
-        // usbfs has one limit, for the whole request.
+        // usbfs has a single time limit, for the whole request.
         return transfer(request, completionTimeout);
     }
 
@@ -217,7 +217,7 @@ private:
             static_cast<unsigned char*>(request.data), request.length, timeoutMs));
     }
 
-    // In this order: the context goes last.
+    // Keep this order: the context must be destroyed last.
     Context context_;
     DeviceRef device_;
     libusb_device_descriptor descriptor_;
@@ -225,8 +225,8 @@ private:
     Handle handle_;
 };
 
-/// The devices of one look at the bus, sorted by bus and port path so that positions keep their meaning from
-/// one look to the next; libusb lists them in the order of their addresses, which every restart changes.
+/// The devices found in one scan of the bus, sorted by bus and port path so that positions keep their meaning from
+/// one scan to the next; libusb lists them in the order of their addresses, which every restart changes.
 class LibusbEnumeration final : public platform::Enumeration
 {
 public:
@@ -269,8 +269,8 @@ private:
 
 std::unique_ptr<platform::Enumeration> platform::enumerateUsbDevices()
 {
-    // A context of its own looks at the bus afresh. One that lives on learns of a restarted hub only through
-    // hotplug events, which nobody sends where no udev daemon runs.
+    // A new context scans the bus anew. An old one learns of a restarted hub only through hotplug events, which do
+    // not arrive where no udev daemon runs.
     libusb_context* raw = nullptr;
     if (libusb_init(&raw) != LIBUSB_SUCCESS)
         return nullptr;
@@ -281,7 +281,7 @@ std::unique_ptr<platform::Enumeration> platform::enumerateUsbDevices()
         return nullptr;
     auto enumeration =
         std::make_unique<LibusbEnumeration>(std::move(context), list, static_cast<std::size_t>(count));
-    // The enumeration has taken over the references in the list.
+    // The enumeration now owns the references in the list.
     libusb_free_device_list(list, 0);
     return enumeration;
 }

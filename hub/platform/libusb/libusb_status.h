@@ -9,7 +9,7 @@
 /// | LIBUSB_ERROR_NOT_FOUND      | not_found
 /// | LIBUSB_ERROR_BUSY           | exclusive_access
 /// | LIBUSB_ERROR_TIMEOUT        | timeout
-/// | LIBUSB_ERROR_OVERFLOW       | overrun: the device sent more than was asked for
+/// | LIBUSB_ERROR_OVERFLOW       | overrun: the device sent more data than requested
 /// | LIBUSB_ERROR_PIPE           | pipe_stalled
 /// | LIBUSB_ERROR_INTERRUPTED    | aborted
 /// | LIBUSB_ERROR_NO_MEM         | no_memory
@@ -21,7 +21,7 @@
 
 namespace platform {
 
-/// Translates a libusb result; counts of bytes are successes.
+/// Translates a libusb result; a byte count means success.
 Status statusOfLibusb(int result);
 
 } // namespace platform
