@@ -1,13 +1,19 @@
 /// What "Update" does. A monitor has two firmwares: one in its USB hub, and one in its display scaler, on an I2C bus
-/// behind that hub. Detection (detection.cpp) has compared both with the image files, refused images for another
-/// model, and set `hubNewer` or `newerFirmware`. The update asks the user, writes the hub if it is old, detects again,
-/// writes the scaler if it is old or a downgrade was allowed, detects once more and offers to reset the OSD settings.
+/// behind that hub. Detection (detection.cpp) has compared both with the image files and refused images for another
+/// model. It set `hubNewer` when the hub image is newer than the hub's firmware, or `newerFirmware` when the scaler
+/// image may be written: when it is newer, or older and a downgrade is offered, in which case "Update" is enabled
+/// only by the check box.
 ///
-/// It fails when an image has gone, the hub or the scaler refuses a request, or the cable or the power goes. Then a
-/// box says so, and nothing is tried again until the tool is restarted: an interrupted hub waits in its boot ROM and
-/// an interrupted scaler has no marker of completeness, so the next run finds both old and finishes the job.
+/// The update asks the user, writes the hub if `hubNewer` is set, detects again, writes the scaler if `newerFirmware`
+/// is set by then, detects once more and offers to reset the OSD settings.
 ///
-/// A new monitor model is a row of scalerParameters(); its virtual twin is in sim/monitor/monitor_setup.cpp.
+/// A write fails when its image is missing, a request is refused, or the cable or the power is lost. A box says so,
+/// and "Update" stays disabled until the tool is restarted. An interrupted hub starts in its boot ROM, and an
+/// interrupted scaler lacks its completion marker, so the next run finds the firmware outdated and writes it again.
+/// A hub whose read-back or restart failed counts as written; the detection that follows offers it again.
+///
+/// To add a monitor model, add its case to scalerParameters() here, and its virtual twin to
+/// sim/monitor/monitor_setup.{h,cpp}.
 #include "app/awake/stay_awake.h"
 #include "app/debug_text.h"
 #include "app/fw_update_tool.h"
@@ -42,7 +48,8 @@ struct ScalerParameters
     std::uint8_t blocks;
 };
 
-/// None for an unknown model. The QX1655 goes by the name that the dialog shows.
+/// By model name; none for an unknown model. The QX1655 is recognised by the name in the dialog, which detection keeps
+/// equal to `model`.
 std::optional<ScalerParameters> scalerParameters(const QString& model, const QString& shownModel)
 {
     if (model == "QX1320")
@@ -151,7 +158,7 @@ bool FW_Update_Tool::updateScaler()
 {
     if (!beginWriting())
         return false;
-    QByteArray image = readImage(imagePath(scalarBinFile));
+    QByteArray image = readImage(imagePath(scalarBinFile)); // UpdateScalarFw refuses an empty one
     OpenDevice(0);
     const auto parameters = scalerParameters(modelName, ui.lblModelName->text());
     if (!parameters) {

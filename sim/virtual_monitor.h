@@ -1,5 +1,5 @@
-/// A whole monitor in software, for everything that has none: the tests, the demo, a Linux kernel. It is written from
-/// the device's side: what it answers to each USB request, what that changes, and how long it takes. It has its own
+/// A complete monitor in software, for use where no real one is attached: in the tests, in the demo, or plugged into a
+/// Linux kernel. It is written from the device's side: what it answers to each USB request, what that changes, and how long it takes. It has its own
 /// copy of every number, so that a wrong one in the tool shows, and it is harsher than the chips: what they would
 /// punish only later (a reply read too early, a flash operation while another runs) is reported at once, as a
 /// protocol violation.
@@ -10,10 +10,10 @@
 ///     sim/monitor   the device: hub chip with two faces on the bus, its I2C bridge and flash; behind the bridge the
 ///       |           display (DDC/CI) and the scaler's ISP port with the serial flash
 ///       v
-///     sim/bus       the virtual end of the platform seam: devices at their positions and the handles to them, the
-///                   clock, the wire log, the faults, the violations
+///     sim/bus       the virtual implementation of the platform interface (hub/platform/): devices at their
+///                   positions and the handles to them, the clock, the wire log, the faults, the violations
 ///
-/// Each room includes only those below it; of hub/ they include the seam, hub/platform/, and nothing else. A program
+/// Each folder includes only those below it, and of hub/ only the platform interface. A program
 /// that links platform_virtual finds the newest VirtualBus where it would look for real USB devices, and its sleeps
 /// move the bus's simulated clock.
 ///

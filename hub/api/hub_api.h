@@ -7,10 +7,11 @@
 ///     WriteI2C(0x51, ...), ReadI2C(0x51, ...)      then speak DDC/CI with it
 ///     UpdateHubFw or UpdateScalarFw, CloseDevice   write one of the two firmware images
 ///
-/// One thread only. At most one hub is open at a time. Texts go to standard output as listed with each
-/// function, without a line end unless it says "line". Results are 1 or 0 unless stated; a 0 never says why.
-/// Every function except Init, Deinit and GetfwVersion returns 0 silently when Init has not been called
-/// (SetBusSpeed, ReadI2C, WriteI2C and the two updates print their first text all the same).
+/// A hub appears on the bus as two USB devices, its faces: one at SuperSpeed, one at high or full speed. A session
+/// lasts from OpenDevice to CloseDevice; at most one hub is open at a time. One thread only. Results are 1 or 0
+/// unless stated; a 0 never says why. Texts go to standard output as listed with each function, without a line end
+/// unless it says "line". Before Init, every function except Init and Deinit returns 0; SetBusSpeed, ReadI2C,
+/// WriteI2C and the two updates print their first text even then. The display scaler is "Scalar" in names and texts.
 #pragma once
 
 #include <cstdint>
@@ -76,10 +77,11 @@ int WriteI2C(std::uint32_t addr, std::uint8_t* buf, std::int16_t len);
 /// its boot ROM, where the next update finds it. Takes minutes and reports 10 to about 90 %; without a `callback`
 /// nothing is done.
 ///
-/// Returns hub::hub_update_success (**1**), also when the read-back, the comparison or the restart failed: the
-/// hub then still runs its ROM, or its old version. hub::hub_update_failed (0): closed, no callback, or the erase
-/// failed; hub::hub_update_no_rom_mode; or the status of a flash write that the hub refused. Prints the line
-/// "Update Hub Firmware function... ", the stages, and, when closed, "     Invalid Handle.".
+/// Returns hub::hub_update_success (**1**), also when the read-back, the comparison or the restart failed: the hub then
+/// runs its ROM, and GetfwVersion tells. hub::hub_update_failed (0): closed, no callback, or the erase failed.
+/// hub::hub_update_no_rom_mode (41511): the hub did not enter its boot ROM. Any other value is the 32-bit status of
+/// the flash write that the hub refused. Prints the line "Update Hub Firmware function... ", a line for each stage,
+/// and, when closed, "     Invalid Handle.".
 std::int32_t UpdateHubFw(std::uint8_t* data, std::uint32_t len, ProgressCallback callback, void* context);
 
 /// Writes the scaler image of `len` bytes at `data` through the bridge and restarts the scaler. `outReg` and
@@ -88,10 +90,11 @@ std::int32_t UpdateHubFw(std::uint8_t* data, std::uint32_t len, ProgressCallback
 /// that it is complete follow last. Nothing is read back. Takes minutes; `callback` may be null and is given 20
 /// after the erase, then up to 100.
 ///
-/// Returns hub::scaler_update_success (**0**) or one of the other hub::scaler_update codes. A closed hub gives 0
-/// too, so open it first. After a failure the scaler waits in its programming mode, without those two bytes, and
-/// the next update finishes the job. Prints the line "Update Scalar function... ", a line for a failure, and,
-/// when closed, "     Invalid Handle.".
+/// Returns hub::scaler_update_success (**0**), or 41511 to 41521: the bridge, the preparation, a chunk or the marker
+/// failed, or the image is not usable (hub::scaler_update_...). A closed hub gives 0 too, so open it first. After a
+/// failure the scaler stays in its programming mode, without those two bytes, until its power is cycled; the next
+/// update then finishes the job. Prints the line "Update Scalar function... ", a line for a failure, and, when
+/// closed, "     Invalid Handle.".
 std::uint32_t UpdateScalarFw(std::uint8_t* data, std::uint32_t len, std::uint32_t outReg,
                              std::uint32_t cfgReg, std::uint8_t blocks, std::int8_t userCode,
                              ProgressCallback callback, void* context);
