@@ -1,8 +1,8 @@
 /// A complete monitor in software, for use where no real one is attached: in the tests, in the demo, or plugged into a
-/// Linux kernel. It is written from the device's side: what it answers to each USB request, what that changes, and how long it takes. It has its own
-/// copy of every number, so that a wrong one in the tool shows, and it is harsher than the chips: what they would
-/// punish only later (a reply read too early, a flash operation while another runs) is reported at once, as a
-/// protocol violation.
+/// Linux kernel. It is written from the device's side: what it answers to each USB request, what that changes, and how
+/// long it takes. It has its own copy of every number, so that a wrong one in the tool shows, and it is harsher than
+/// the chips: what they would punish only later (a reply read too early, a flash operation while another runs) is
+/// reported at once, as a protocol violation.
 ///
 ///     sim/vhci      plugs it into a running Linux kernel: USB/IP, descriptors, real time
 ///       |
@@ -13,9 +13,9 @@
 ///     sim/bus       the virtual implementation of the platform interface (hub/platform/): devices at their
 ///                   positions and the handles to them, the clock, the wire log, the faults, the violations
 ///
-/// Each folder includes only those below it, and of hub/ only the platform interface. A program
-/// that links platform_virtual finds the newest VirtualBus where it would look for real USB devices, and its sleeps
-/// move the bus's simulated clock.
+/// Each folder includes only those below it, and of hub/ only the platform interface. A program that links
+/// platform_virtual finds the newest VirtualBus where it would look for real USB devices, and its sleeps advance the
+/// simulated clock of that bus.
 ///
 /// What can go wrong, by bus.faults() (sim/bus/faults.h): a request is refused, times out, or its answer is lost,
 /// changed or cut short; the cable or the power goes before, during or after it, and a flash operation is torn; the
