@@ -8,17 +8,12 @@
 #include <memory>
 #include <string>
 
-class FuzzInput
+struct FuzzInput
 {
-public:
-    FuzzInput(const std::uint8_t* data, std::size_t size)
-        : at_(data)
-        , end_(data + size)
-    {
-    }
+    const std::uint8_t* at;
+    const std::uint8_t* end;
 
-    bool atEnd() const { return at_ == end_; }
-    std::uint8_t byte() { return atEnd() ? std::uint8_t{0} : *at_++; }
+    std::uint8_t byte() { return at == end ? std::uint8_t{0} : *at++; }
     std::size_t number24()
     {
         const std::size_t low = byte();
@@ -28,20 +23,14 @@ public:
     /// The next `count` bytes, or as many as are left.
     std::string bytes(std::size_t count)
     {
-        const std::size_t taken = std::min(count, static_cast<std::size_t>(end_ - at_));
-        at_ += taken;
-        return {at_ - taken, at_};
+        const std::uint8_t* from = at;
+        at += std::min(count, static_cast<std::size_t>(end - at));
+        return {from, at};
     }
-    std::string rest() { return bytes(SIZE_MAX); }
-
-private:
-    const std::uint8_t* at_;
-    const std::uint8_t* end_;
 };
 
 /// `bytes` without one to spare, so that the sanitizer sees every step outside.
-template <class Bytes>
-std::unique_ptr<std::uint8_t[]> exactCopy(const Bytes& bytes)
+inline std::unique_ptr<std::uint8_t[]> exactCopy(const std::string& bytes)
 {
     std::unique_ptr<std::uint8_t[]> exact(new std::uint8_t[bytes.size()]);
     std::copy(bytes.begin(), bytes.end(), exact.get());
