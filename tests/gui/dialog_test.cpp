@@ -25,14 +25,10 @@ QStringList said; // NOLINT: a Qt message handler has no context
 QString readConfig()
 {
     said.clear();
-    FW_Update_Tool dialog;
-    const QtMessageHandler before = qInstallMessageHandler(
-        [](QtMsgType, const QMessageLogContext&, const QString& text) { said += text; });
-    readSettings(imagePath("Config.ini"), dialog);
-    qInstallMessageHandler(before);
-    return QStringList{dialog.hubBinFile, dialog.scalarBinFile, dialog.hubBinCheckSum,
-                       dialog.scalarBinCheckSum, dialog.modelName}
-        .join(' ');
+    FW_Update_Tool read;
+    readSettings(imagePath("Config.ini"), read);
+    const QStringList checkSums{read.hubBinCheckSum, read.scalarBinCheckSum};
+    return QStringList{read.hubBinFile, read.scalarBinFile, checkSums.join(' '), read.modelName}.join(' ');
 }
 
 QString sumOf(const QByteArray& image)
@@ -136,7 +132,13 @@ class DialogTest : public QObject
 
 private slots:
     static void initMain() { setScreenScaling(); }
-    void initTestCase() { setFormLook(); }
+    void initTestCase()
+    {
+        setFormLook();
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
+            said += type == QtDebugMsg ? QStringList(text) : QStringList();
+        });
+    }
 
     void formIsAsUsersKnowIt()
     {
@@ -263,7 +265,12 @@ private slots:
         }
         for (const QByteArray& hub : {new_hub, hubImage("1.2")}) {
             Bench bench(hub, hub == new_hub ? new_scaler : QByteArray());
+            said.clear();
             bench.show();
+            const QString compared =
+                imagePath("hub.bin") + " Hub Current:1.2 Hub bin:" + (hub == new_hub ? "2.5" : "1.2 ");
+            expect("debug output", said.join(' '),
+                   compared + (hub == new_hub ? "" : imagePath("scaler.bin")));
             expect("checksum", bench.label("lblCheckSum"), hub == new_hub ? sumOf(new_hub) : "0x0");
             expect("scaler image empty", bench.label("lblInfo") + "; " + bench.offers(),
                    hub == new_hub ? "hub is old; update exit 0" : "no image; exit 0");
@@ -382,6 +389,7 @@ private slots:
                                        bench.offers() != QString::number(percent) || bench.dialog.isHidden()))
                     meanwhile = bench.label("lblInfo") + "; " + bench.offers();
             });
+            said.clear();
             const QStringList answers = row[3].split(' ').replaceInStrings("Reset", "Reset OSD Setting");
             expect(rule, bench.update(answers), row[4]);
             expect(rule + ", while it writes", meanwhile, "busy");
@@ -394,6 +402,7 @@ private slots:
                    row[0] == "1.2" && row[4].contains("success") ? "84>0 " : "");
             if (!row[4].contains("success"))
                 continue;
+            expect(rule + ", debug output", row[0] == "2.5" || said.contains("Update Hub Resulte :1"));
             expect(rule + ", the scaler's flash is new", scalerHolds(bench.monitor, scaler));
             expect(rule + ", the hub's flash is new", row[0] == "2.5" || hubHolds(bench.monitor, new_hub));
             expect(rule + ", no rule of the monitor is broken", bench.bus.violations().count() == 0);
