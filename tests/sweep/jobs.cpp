@@ -47,6 +47,7 @@ std::vector<Job> allJobs()
         {"scaler QX1655 again", qx1655, {whole, earlier_1655}, {whole, scaler_1655}, 128},
         {"hub, then scaler, High-Speed", high_speed_only, {small, {}}, {new_small, scaler_1320}, 32}};
     jobs[0].in_pairs = true;
+    jobs[0].bounded_step = 1;
     jobs[3].ending = "Please click update button to update new firmware!"; // again
 
     const auto addForeign = [&](const char* name, const QByteArray& hub, const QByteArray& file,

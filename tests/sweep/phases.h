@@ -21,8 +21,8 @@ public:
     /// Of the next request of a run.
     std::string next(const sim::SetupPacket& setup, const std::uint8_t* data)
     {
-        const int accessed = setup.request == 0xE6 ? setup.value : none;
-        const int written = setup.isIn() || setup.length == 0 ? none : data[0];
+        const int accessed = setup.request == 0xE6 ? setup.value : -1;
+        const int written = setup.isIn() || setup.length == 0 ? -1 : data[0];
         if (setup.request == 0x02 && setup.value == 0)
             stage_ = "detection";
         else if (stage_[0] == 's')
@@ -35,8 +35,6 @@ public:
     }
 
 private:
-    static constexpr int none = -1;
-
     void followHub(const sim::SetupPacket& setup)
     {
         static const std::map<int, const char*> stages{
@@ -52,7 +50,7 @@ private:
 
     void followScaler(int accessed, int written)
     {
-        if (accessed == 0x60 && written != none)
+        if (accessed == 0x60 && written >= 0)
             command_ = written;
         // The protection goes with a write of the status register, whose value travels as an address.
         if (stage_ == "scaler: prepare" && accessed == 0x64 && command_ == 0x69)
@@ -75,13 +73,13 @@ private:
             {0x6D, "opcode"},  {0x6F, "start"},   {0x70, "data port"}, {0x71, "length"}};
         if (setup.isIn() && (accessed == 0x60 || accessed == 0x6F))
             return "poll";
-        const auto& names = accessed == none ? requests : registers;
-        const auto name = names.find(accessed == none ? setup.request : accessed);
-        return name != names.end() ? name->second : accessed == none ? "hub" : "register";
+        const auto& names = accessed < 0 ? requests : registers;
+        const auto name = names.find(accessed < 0 ? setup.request : accessed);
+        return name != names.end() ? name->second : "other";
     }
 
     std::string stage_ = "detection";
-    int command_ = none;
+    int command_ = 0;
 };
 
 } // namespace sweep
