@@ -152,8 +152,10 @@ int main(int argc, char** argv)
     share.lanes = share.full ? std::max(1U, std::thread::hardware_concurrency()) : 1;
     share.outcomes = ends[1];
     for (; share.lane < share.lanes; ++share.lane) {
-        if (fork() == 0)
+        if (fork() == 0) {
+            close(ends[0]); // or nobody would notice that the first process has heard enough
             runLane(jobs, share);
+        }
     }
     close(ends[1]);
     Report report;
