@@ -9,10 +9,13 @@
 
 namespace {
 
-constexpr int held_signals[] = {SIGINT, SIGHUP, SIGTERM};
-constexpr int signal_count = sizeof held_signals / sizeof *held_signals;
+struct HeldSignal
+{
+    int number;
+    struct sigaction before;
+};
+HeldSignal held_signals[] = {{SIGINT, {}}, {SIGHUP, {}}, {SIGTERM, {}}};
 
-struct sigaction before[signal_count];
 volatile std::sig_atomic_t received = 0;
 
 void remember(int number)
@@ -40,17 +43,17 @@ SignalsHeldBack::SignalsHeldBack()
     struct sigaction action = {};
     action.sa_handler = remember;
     action.sa_flags = SA_RESTART;
-    for (int i = 0; i < signal_count; ++i) {
-        sigaction(held_signals[i], nullptr, &before[i]);
-        if (before[i].sa_handler != SIG_IGN)
-            sigaction(held_signals[i], &action, nullptr);
+    for (HeldSignal& held : held_signals) {
+        sigaction(held.number, nullptr, &held.before);
+        if (held.before.sa_handler != SIG_IGN)
+            sigaction(held.number, &action, nullptr);
     }
 }
 
 SignalsHeldBack::~SignalsHeldBack()
 {
-    for (int i = 0; i < signal_count; ++i)
-        sigaction(held_signals[i], &before[i], nullptr);
+    for (const HeldSignal& held : held_signals)
+        sigaction(held.number, &held.before, nullptr);
     if (received != 0)
         std::raise(received);
 }
