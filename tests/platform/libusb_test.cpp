@@ -9,10 +9,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <map>
+#include <set>
 
 #include "hub/platform/libusb/libusb_status.h"
 #include "seam_suite.h"
@@ -22,10 +22,9 @@ using platform::success;
 
 namespace {
 
-std::string nodePath(int bus, int address)
-{
-    return format("/dev/bus/usb/%03d/%03d", bus, address);
-}
+using Paths = std::set<std::string>;
+
+constexpr const char* node_path = "/dev/bus/usb/%03d/%03d"; // bus and address
 
 /// "/devices/1-2.3" for 0x01230000.
 std::string sysfsPath(std::uint32_t location)
@@ -38,18 +37,8 @@ std::string sysfsPath(std::uint32_t location)
 
 struct LinuxWorld final : seam::World
 {
-    struct Node
-    {
-        std::string path;
-        sim::BusDevice* device;
-    };
-
-    explicit LinuxWorld(sim::VirtualBus& virtual_bus)
-        : bus(virtual_bus)
-    {
-        // Without a folder here, names are looked up among the machine's own devices.
-        std::filesystem::create_directories(root + "/dev/bus/usb");
-    }
+    /// Without a folder here, names are looked up among the machine's own devices.
+    LinuxWorld() { std::filesystem::create_directories(root + "/dev/bus/usb"); }
 
     void follow(sim::BusDevice& device, bool present) override
     {
@@ -57,25 +46,21 @@ struct LinuxWorld final : seam::World
         const sim::DeviceTraits& traits = device.traits;
         const std::string place = sysfsPath(traits.location);
         if (!present) {
-            std::filesystem::remove(root + nodes.at(traits.location).path);
             umockdev_testbed_remove_device(testbed.get(), ("/sys" + place).c_str());
-            nodes.erase(traits.location);
+            std::filesystem::remove(root + nodes.extract(&device).mapped());
             return;
         }
         const int number = static_cast<int>(traits.location >> 24U);
         const int address = ++last_address[number];
-        const std::string path = nodePath(number, address);
-        const auto swapped = [](unsigned word) { return word >> 8U | (word & 0xFFU) << 8U; };
+        const std::string path = nodes[&device] = format(node_path, number, address);
         const std::string record =
             "P: " + place + "\nN: " + path.substr(5) + "\nE: DEVNAME=" + path +
-            "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nA: bConfigurationValue=1\\n\n" +
-            format("A: busnum=%d\\n\nA: devnum=%d\\n\nA: speed=%s\\n\n", number, address,
-                   megabits[traits.speed]) +
-            format("H: descriptors=1201000209000040%04X%04X000100000001", swapped(traits.vendor_id),
-                   swapped(traits.product_id)) +
-            "09020900000100E000\n"; // a configuration without interfaces
+            "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\n" +
+            format("A: busnum=%d\\n\nA: devnum=%d\\n\n", number, address) +
+            format("A: speed=%s\\n\nH: descriptors=", megabits[traits.speed]) + // without configurations
+            format("1201000209000040%04X%04X000100000000\n", __builtin_bswap16(traits.vendor_id),
+                   __builtin_bswap16(traits.product_id));
         EXPECT_TRUE(umockdev_testbed_add_from_string(testbed.get(), record.c_str(), nullptr)) << record;
-        nodes[traits.location] = {path, &device};
     }
 
     void holdElsewhere(sim::BusDevice& /*device*/, bool held) override
@@ -94,78 +79,72 @@ struct LinuxWorld final : seam::World
     {
         const std::filesystem::directory_iterator all("/proc/self/fd");
         return std::count_if(begin(all), end(all), [this](const auto& entry) {
-            std::error_code gone;
-            const std::string target = std::filesystem::read_symlink(entry, gone);
+            const std::string target = std::filesystem::read_symlink(entry);
             return target.rfind(root + "/dev/", 0) == 0 || target == "anon_inode:[timerfd]";
         });
     }
 
     /// The nodes that a process has to itself.
-    Lines locked() const
+    Paths locked() const
     {
-        Lines paths;
-        for (const auto& [location, node] : nodes) {
-            const int fd = open(node.path.c_str(), O_RDWR);
-            if (flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
-                paths.push_back(node.path);
+        Paths paths;
+        for (const auto& [device, path] : nodes) {
+            const int fd = open(path.c_str(), O_RDONLY);
+            if (flock(fd, LOCK_EX | LOCK_NB) != 0)
+                paths.insert(path);
             close(fd);
         }
         return paths;
     }
 
-    int transfer(const std::string& path, const sim::SetupPacket& setup, std::uint8_t* data)
-    {
-        const std::map<platform::Status, int> results{{success, setup.length},
-                                                      {platform::pipe_stalled, LIBUSB_ERROR_PIPE},
-                                                      {platform::timeout, LIBUSB_ERROR_TIMEOUT},
-                                                      {platform::no_device, LIBUSB_ERROR_NO_DEVICE}};
-        for (const auto& [location, node] : nodes) {
-            if (node.path == path)
-                return results.at(bus.transfer(*node.device, setup, data, {}));
-        }
-        return LIBUSB_ERROR_NO_DEVICE;
-    }
-
-    sim::VirtualBus& bus;
     std::shared_ptr<UMockdevTestbed> testbed{umockdev_testbed_new(), g_object_unref};
     const std::string root = std::getenv("UMOCKDEV_DIR"); ///< what the names of files are redirected to
     std::map<int, int> last_address;                      ///< by bus
-    std::map<std::uint32_t, Node> nodes;                  ///< by location
+    std::map<sim::BusDevice*, std::string> nodes;         ///< the paths of what is plugged in
     pid_t other_process = 0;
     unsigned timeout = 0; ///< of the last control transfer
 };
 
 LinuxWorld* g_linux = nullptr;
-const Lines both_hubs{"/dev/bus/usb/020/001", "/dev/bus/usb/032/001"};
+const std::string first_node = "/dev/bus/usb/020/001";
+const std::string second_node = "/dev/bus/usb/032/001";
+const Paths both_nodes{first_node, second_node};
+
+/// What libusb's results stand for, from LIBUSB_SUCCESS, 0, to LIBUSB_ERROR_NOT_SUPPORTED, -12.
+constexpr platform::Status statuses[] = {0,          0xE00002BC, 0xE00002C2, 0xE00002C1, 0xE00002C0,
+                                         0xE00002F0, 0xE00002C5, 0xE00002D6, 0xE00002E8, 0xE000404F,
+                                         0xE00002EB, 0xE00002BD, 0xE00002C7};
 
 } // namespace
 
-std::unique_ptr<seam::World> seam::makeWorld(sim::VirtualBus& bus)
+std::unique_ptr<seam::World> seam::makeWorld()
 {
-    return std::unique_ptr<World>(g_linux = new LinuxWorld(bus));
+    return std::unique_ptr<World>(g_linux = new LinuxWorld);
 }
 
 // The linker puts this in the place of libusb's own.
-extern "C" decltype(libusb_control_transfer) __wrap_libusb_control_transfer;
-int __wrap_libusb_control_transfer(libusb_device_handle* handle, std::uint8_t type, std::uint8_t request,
-                                   std::uint16_t value, std::uint16_t index, unsigned char* data,
-                                   std::uint16_t length, unsigned timeout)
+extern "C" int __wrap_libusb_control_transfer(libusb_device_handle* handle, std::uint8_t type,
+                                              std::uint8_t request, std::uint16_t value, std::uint16_t index,
+                                              unsigned char* data, std::uint16_t length, unsigned timeout)
 {
     libusb_device* const device = libusb_get_device(handle);
+    const std::string path =
+        format(node_path, libusb_get_bus_number(device), libusb_get_device_address(device));
     g_linux->timeout = timeout;
-    return g_linux->transfer(nodePath(libusb_get_bus_number(device), libusb_get_device_address(device)),
-                             {type, request, value, index, length}, data);
+    platform::Status status = platform::no_device;
+    for (const auto& [plugged, node] : g_linux->nodes)
+        if (node == path)
+            status = sim::VirtualBus::current()->transfer(*plugged, {type, request, value, index, length},
+                                                          data, {});
+    const auto error = std::begin(statuses) - std::find(std::begin(statuses), std::end(statuses), status);
+    return status == success ? length : static_cast<int>(error);
 }
 
 TEST(LibusbStatus, EachErrorHasItsNumber)
 {
-    // From LIBUSB_SUCCESS, 0, to LIBUSB_ERROR_NOT_SUPPORTED, -12; then a count, and what is none of these.
-    const platform::Status statuses[] = {0,          0xE00002BC, 0xE00002C2, 0xE00002C1, 0xE00002C0,
-                                         0xE00002F0, 0xE00002C5, 0xE00002D6, 0xE00002E8, 0xE000404F,
-                                         0xE00002EB, 0xE00002BD, 0xE00002C7};
     for (int i = 0; i < 13; ++i)
         EXPECT_EQ(platform::statusOfLibusb(-i), statuses[i]) << libusb_error_name(-i);
-    EXPECT_EQ(platform::statusOfLibusb(4096), success);
+    EXPECT_EQ(platform::statusOfLibusb(4096), success); // a count of bytes
     EXPECT_EQ(platform::statusOfLibusb(LIBUSB_ERROR_OTHER), platform::io_error);
 }
 
@@ -189,30 +168,24 @@ TEST_F(Libusb, WithoutADescriptorThereIsNoList)
     EXPECT_EQ(g_ErrCode, hub::error_enumeration);
 }
 
-TEST_F(Libusb, ANodeThatCannotBeOpenedLeavesNothingLocked)
-{
-    plugIn(seam::hub);
-    plugIn(seam::second_hub);
-    std::filesystem::remove(g_linux->root + both_hubs[0]);
-    std::filesystem::create_directory(g_linux->root + both_hubs[0]); // which turns away even root
-    const auto user = std::move(seam::listed()[0].second);
-    EXPECT_EQ(user->open(), platform::io_error);
-    EXPECT_EQ(g_linux->locked(), Lines{});
-}
-
 TEST_F(Libusb, TheLockIsOnAllNodesOfTheVendor)
 {
     plugIn(seam::hub);
     Responder& second = plugIn(seam::second_hub);
     plugIn({0x1234, 0x0001, 0, 0x20400000});
+    auto user = std::move(seam::listed().devices[1]);
+    std::filesystem::remove(g_linux->root + second_node);
+    std::filesystem::create_directory(g_linux->root + second_node); // which turns away even root
+    EXPECT_EQ(user->open(), platform::io_error);
+    EXPECT_EQ(g_linux->locked(), Paths{}) << "a node that cannot be opened leaves a lock behind";
     world->holdElsewhere(devices[0], true);
-    EXPECT_EQ(g_linux->locked(), both_hubs);
+    EXPECT_EQ(g_linux->locked(), Paths{first_node});
     // What comes back is a new node, but the other process is still at the other face.
     setPresent(second, false);
     setPresent(second, true);
-    const auto user = std::move(seam::listed()[1].second);
+    user = std::move(seam::listed().devices[1]);
     EXPECT_EQ(user->open(), platform::exclusive_access);
-    EXPECT_EQ(g_linux->locked(), Lines{both_hubs[0]});
+    EXPECT_EQ(g_linux->locked(), Paths{first_node});
     world->holdElsewhere(devices[0], false);
     EXPECT_EQ(user->open(), success);
 }
@@ -225,16 +198,16 @@ TEST_F(Libusb, AProcessDoesNotLockItselfOut)
     auto forgotten = std::move(g_Dev);
     EXPECT_TRUE(HH_Open(nullptr)) << "a session that was not closed keeps the next one out";
     forgotten.reset();
-    EXPECT_EQ(g_linux->locked(), both_hubs) << "the end of one session unlocks another";
+    EXPECT_EQ(g_linux->locked(), both_nodes) << "the end of one session unlocks another";
     forgotten = std::move(g_Dev);
     // The hub restarts, and its new node has the name of the old one.
     setPresent(first, false);
     g_linux->last_address.clear();
     setPresent(first, true);
-    EXPECT_EQ(g_linux->locked(), Lines{both_hubs[1]});
+    EXPECT_EQ(g_linux->locked(), Paths{second_node});
     EXPECT_TRUE(HH_Open(nullptr));
     forgotten.reset();
-    EXPECT_EQ(g_linux->locked(), both_hubs);
+    EXPECT_EQ(g_linux->locked(), both_nodes);
     EXPECT_EQ(g_Dev->close(), success);
-    EXPECT_EQ(g_linux->locked(), Lines{});
+    EXPECT_EQ(g_linux->locked(), Paths{});
 }

@@ -27,11 +27,15 @@ struct World
 };
 
 /// The World of the back end that the program is linked with.
-std::unique_ptr<World> makeWorld(sim::VirtualBus& bus);
+std::unique_ptr<World> makeWorld();
 
-using Listed = std::vector<std::pair<sim::DeviceTraits, std::unique_ptr<platform::Device>>>;
-/// All devices of an enumeration in order, with what they say of themselves.
-Listed listed(std::unique_ptr<platform::Enumeration> enumeration = platform::enumerateUsbDevices());
+/// All devices on the bus in the platform's order, and a line about each: what it says of itself.
+struct Listed
+{
+    Lines lines;
+    std::vector<std::unique_ptr<platform::Device>> devices;
+};
+Listed listed();
 
 struct Seam : HubTest
 {
@@ -55,7 +59,7 @@ struct Seam : HubTest
     }
 
     std::deque<Responder> devices;
-    std::unique_ptr<World> world = makeWorld(bus);
+    std::unique_ptr<World> world = makeWorld();
 };
 
 } // namespace seam

@@ -6,27 +6,29 @@
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "seam_suite.h"
 
+struct ScriptedObject;
 using UInt8 = std::uint8_t;
 using UInt16 = std::uint16_t;
-typedef std::uint32_t UInt32, ULONG, HRESULT, kern_return_t, IOReturn;
-typedef std::uint32_t mach_port_t, io_object_t, io_iterator_t, io_service_t;
-typedef const char *CFUUIDRef, *REFIID, *CFMutableDictionaryRef;
+typedef std::uint32_t UInt32, mach_port_t, IOReturn, HRESULT;
+typedef ScriptedObject *io_iterator_t, *io_service_t, IOCFPlugInInterface, IOUSBDeviceInterface182;
 using SInt32 = std::int32_t;
 using LPVOID = void*;
+using CFUUIDGetUUIDBytes = const char*; // a UUID is its name here
 
-constexpr HRESULT S_OK = 0;
-constexpr kern_return_t KERN_SUCCESS = 0;
 constexpr mach_port_t MACH_PORT_NULL = 0;
-constexpr io_object_t IO_OBJECT_NULL = 0;
-constexpr CFUUIDRef kIOUSBDeviceUserClientTypeID = "user client";
-constexpr CFUUIDRef kIOCFPlugInInterfaceID = "plug-in";
-constexpr CFUUIDRef kIOUSBDeviceInterfaceID = "device interface";
+constexpr io_service_t IO_OBJECT_NULL = nullptr;
+constexpr const char* kIOUSBDeviceUserClientTypeID = "user client";
+constexpr const char* kIOCFPlugInInterfaceID = "plug-in";
+constexpr const char* kIOUSBDeviceInterfaceID = "device interface";
 
 enum : IOReturn {
+    S_OK = 0,
+    KERN_SUCCESS = 0,
     kIOReturnSuccess = 0,
     kIOReturnError = 0xE00002BC,
     kIOReturnNoMemory = 0xE00002BD,
@@ -44,18 +46,14 @@ enum : IOReturn {
     kIOUSBPipeStalled = 0xE000404F
 };
 
-struct IOUSBDevRequest
+struct IOUSBDevRequestTO
 {
     UInt8 bmRequestType, bRequest;
     UInt16 wValue, wIndex, wLength;
     void* pData;
-    UInt32 wLenDone;
-};
-
-struct IOUSBDevRequestTO : IOUSBDevRequest
-{
     UInt32 noDataTimeout, completionTimeout;
 };
+using IOUSBDevRequest = IOUSBDevRequestTO;
 
 /// What comes of the next call that begins with `call`.
 struct Trouble
@@ -65,23 +63,25 @@ struct Trouble
     bool gives = false; ///< hands out what it is asked for, whatever the result
 };
 inline Trouble g_trouble;
-inline Lines g_calls;
+inline std::string g_calls; ///< one line each
 
 /// A service, a plug-in, a device interface, an iterator: with the functions of all of them.
 struct ScriptedObject
 {
     using Device = platform::Device;
     static ScriptedObject& of(void* self) { return **static_cast<ScriptedObject**>(self); }
-    static ScriptedObject& add(const char* kind, std::shared_ptr<Device> device);
+    /// What the caller gets is an interface: a pointer to a pointer to the object.
+    static ScriptedObject** add(const char* kind, std::shared_ptr<Device> device = nullptr);
 
-    ULONG Release(void* self) { return of(self).release("Release"); }
-    HRESULT QueryInterface(void* self, REFIID iid, LPVOID* out)
+    friend IOReturn IOObjectRelease(ScriptedObject* object) { return object->release("IOObjectRelease"); }
+    HRESULT Release(void* self) { return of(self).release("Release"); }
+    HRESULT QueryInterface(void* self, const char* id, LPVOID* out)
     {
-        const Trouble outcome = of(self).begin(std::string("QueryInterface ") + iid);
+        const Trouble outcome = of(self).begin(std::string("QueryInterface ") + id);
         // What comes with a failure is not to be touched: releasing it would be a misuse.
         *out = outcome.result == S_OK ? nullptr : self;
         if (outcome.gives)
-            *out = &add("device", of(self).device).functions;
+            *out = add("device", of(self).device);
         return outcome.result;
     }
     IOReturn USBDeviceOpen(void* self) { return of(self).pass('o', &Device::open); }
@@ -93,14 +93,13 @@ struct ScriptedObject
     IOReturn DeviceRequest(void* self, IOUSBDevRequest* r) { return of(self).send("request", *r); }
     IOReturn DeviceRequestTO(void* self, IOUSBDevRequestTO* r)
     {
-        return of(self).send(format("request %u %u", r->noDataTimeout, r->completionTimeout), *r,
-                             r->noDataTimeout, r->completionTimeout);
+        return of(self).send(format("request %u %u", r->noDataTimeout, r->completionTimeout), *r);
     }
 
     /// Writes the call down. What is to come of it.
     Trouble begin(const std::string& call) const
     {
-        g_calls.push_back(call);
+        g_calls += call + "\n";
         EXPECT_TRUE(held) << call << " on a released " << kind;
         const bool strikes = !g_trouble.call.empty() && call.rfind(g_trouble.call, 0) == 0;
         return strikes ? std::exchange(g_trouble, {}) : Trouble{call, kIOReturnSuccess, true};
@@ -115,104 +114,73 @@ struct ScriptedObject
     }
 
     /// Written down as one letter.
-    template <typename... Arguments>
-    IOReturn pass(char call, platform::Status (Device::*operation)(Arguments...), Arguments... arguments)
+    template <typename... Out>
+    IOReturn pass(char call, platform::Status (Device::*operation)(Out...), Out... out)
     {
         const Trouble outcome = begin(format("device %c", call));
-        return outcome.gives ? (*device.*operation)(arguments...) : outcome.result;
+        return outcome.gives ? (*device.*operation)(out...) : outcome.result;
     }
-
-    template <typename Request, typename... Timeouts>
-    IOReturn send(const std::string& call, const Request& r, Timeouts... timeouts)
+    IOReturn send(const std::string& call, const IOUSBDevRequestTO& r)
     {
-        EXPECT_TRUE(r.pData || r.wLength == 0) << call << " with a length and no data";
         const Trouble outcome = begin(call);
-        const IOReturn status = device->controlRequest(
-            {r.bmRequestType, r.bRequest, r.wValue, r.wIndex, r.wLength, r.pData}, timeouts...);
+        const IOReturn status =
+            device->controlRequest({r.bmRequestType, r.bRequest, r.wValue, r.wIndex, r.wLength, r.pData});
         return outcome.gives ? status : outcome.result;
     }
 
     std::string kind;
     std::shared_ptr<Device> device = nullptr; ///< of service, plug-in and device interface
     bool held = true;
-    ScriptedObject* functions = this; ///< an interface is a pointer to this one
+    ScriptedObject* functions = this;
 };
-using IOCFPlugInInterface = ScriptedObject;
-using IOUSBDeviceInterface182 = ScriptedObject;
 
-/// They stay where they are, released or not, so that a use after release is seen and harmless. The handle of an
-/// object is its number, from 1.
+/// They stay where they are, released or not, so that a use after release is seen and harmless.
 inline std::deque<ScriptedObject> g_objects;
 inline std::unique_ptr<platform::Enumeration> g_walk;
 
-inline ScriptedObject& ScriptedObject::add(const char* kind, std::shared_ptr<Device> device)
+inline ScriptedObject** ScriptedObject::add(const char* kind, std::shared_ptr<Device> device)
 {
     ScriptedObject& object = g_objects.emplace_back();
     object.kind = kind;
     object.device = std::move(device);
-    return object;
+    return &object.functions;
 }
 
-inline REFIID CFUUIDGetUUIDBytes(CFUUIDRef uuid)
+inline const char* IOServiceMatching(const char* name)
 {
-    return uuid;
+    return ScriptedObject{}.begin(std::string("IOServiceMatching ") + name).gives ? name : nullptr;
 }
 
-inline CFMutableDictionaryRef IOServiceMatching(const char* name)
-{
-    const bool gives = ScriptedObject{}.begin(std::string("IOServiceMatching ") + name).gives;
-    return gives ? name : nullptr;
-}
-
-inline kern_return_t IOServiceGetMatchingServices(mach_port_t mainPort, CFMutableDictionaryRef matching,
-                                                  io_iterator_t* existing)
+inline IOReturn IOServiceGetMatchingServices(mach_port_t port, const char* matching, io_iterator_t* existing)
 {
     if (!matching)
         return kIOReturnBadArgument;
-    const Trouble outcome = ScriptedObject{}.begin(format("IOServiceGetMatchingServices %u", mainPort));
+    const Trouble outcome = ScriptedObject{}.begin(format("IOServiceGetMatchingServices %u", port));
     g_walk = sim::VirtualBus::current()->enumerate();
-    if (outcome.gives)
-        ScriptedObject::add("iterator", nullptr);
-    *existing = outcome.gives ? static_cast<io_object_t>(g_objects.size()) : IO_OBJECT_NULL;
+    *existing = outcome.gives ? *ScriptedObject::add("iterator") : nullptr;
     return outcome.result;
 }
 
-inline io_object_t IOIteratorNext(io_iterator_t handle)
+inline io_service_t IOIteratorNext(io_iterator_t iterator)
 {
-    g_objects.at(handle - 1).begin("IOIteratorNext");
+    iterator->begin("IOIteratorNext");
     std::unique_ptr<platform::Device> device;
-    if (g_walk->next(&device) == platform::Found::end)
-        return IO_OBJECT_NULL;
-    ScriptedObject::add("service", std::move(device));
-    return static_cast<io_object_t>(g_objects.size());
+    return g_walk->next(&device) == platform::Found::end ? nullptr
+                                                         : *ScriptedObject::add("service", std::move(device));
 }
 
-inline kern_return_t IOObjectRelease(io_object_t handle)
+inline IOReturn IOCreatePlugInInterfaceForService(io_service_t service, const char* type, const char* id,
+                                                  IOCFPlugInInterface*** plugIn, SInt32* /*score*/)
 {
-    return g_objects.at(handle - 1).release("IOObjectRelease");
-}
-
-inline kern_return_t IOCreatePlugInInterfaceForService(io_service_t handle, CFUUIDRef type,
-                                                       CFUUIDRef interfaceType,
-                                                       IOCFPlugInInterface*** theInterface,
-                                                       SInt32* /*theScore*/)
-{
-    ScriptedObject& service = g_objects.at(handle - 1);
-    const Trouble outcome = service.begin(format("IOCreatePlugIn %s, %s", type, interfaceType));
-    *theInterface = outcome.gives ? &ScriptedObject::add("plug-in", service.device).functions : nullptr;
+    const Trouble outcome = service->begin(format("IOCreatePlugIn %s, %s", type, id));
+    *plugIn = outcome.gives ? ScriptedObject::add("plug-in", service->device) : nullptr;
     return outcome.result;
 }
 
 struct ScriptedWorld final : seam::World
 {
-    ScriptedWorld()
-    {
-        g_calls.clear();
-        g_objects.clear();
-    }
     long liveObjects() const override
     {
-        return std::count_if(g_objects.begin(), g_objects.end(),
-                             [](const auto& object) { return object.held; });
+        return std::count_if(g_objects.begin(), g_objects.end(), std::mem_fn(&ScriptedObject::held));
     }
 };

@@ -1,12 +1,14 @@
 // What is IOKit's own: the calls and their order, and what becomes of each that fails. That every object is
 // released once on every way out is held by the World.
 #include "hub/transport/control_pipe.h"
-#include "iokit/scripted_iokit.h"
+#include "scripted_iokit.h"
 
 using Iokit = seam::Seam;
 
-std::unique_ptr<seam::World> seam::makeWorld(sim::VirtualBus& /*bus*/)
+std::unique_ptr<seam::World> seam::makeWorld()
 {
+    g_calls.clear();
+    g_objects.clear();
     return std::make_unique<ScriptedWorld>();
 }
 
@@ -19,17 +21,13 @@ TEST_F(Iokit, MakesTheseCallsFromTheScanToTheClose)
     Proxy_SendVendorCmd2(0x40, 0x01, 2, 3, 0, nullptr);
     EXPECT_EQ(g_Dev->controlRequest(seam::enable, 1, 2), platform::success);
     HH_Close();
-    const Lines device{"IOIteratorNext",
-                       "IOCreatePlugIn user client, plug-in",
-                       "IOObjectRelease service",
-                       "QueryInterface device interface",
-                       "Release plug-in",
-                       "device v",
-                       "device p"};
-    EXPECT_EQ(g_calls, (Lines{"IOServiceMatching IOUSBDevice", "IOServiceGetMatchingServices 0"} + device +
-                        Lines{"Release device"} + device +
-                        Lines{"device o", "request", "IOObjectRelease iterator", "request 10000 10000",
-                              "request 1 2", "device c", "Release device"}));
+    const std::string device =
+        "IOIteratorNext\nIOCreatePlugIn user client, plug-in\nIOObjectRelease service\n"
+        "QueryInterface device interface\nRelease plug-in\ndevice v\ndevice p\n";
+    EXPECT_EQ(g_calls, "IOServiceMatching IOUSBDevice\nIOServiceGetMatchingServices 0\n" + device +
+                           "Release device\n" + device +
+                           "device o\nrequest\nIOObjectRelease iterator\nrequest 10000 10000\nrequest 1 2\n"
+                           "device c\nRelease device\n");
 }
 
 TEST_F(Iokit, ACallThatFailsHasItsConsequence)
@@ -60,11 +58,10 @@ TEST_F(Iokit, ACallThatFailsHasItsConsequence)
         g_ErrCode = 0;
         std::uint32_t location = none;
         HH_Open(nullptr);
-        EXPECT_EQ(HH_GetLocation(&location), where != none);
+        HH_GetLocation(&location);
         EXPECT_EQ(location, where);
         EXPECT_EQ(g_ErrCode, code);
         EXPECT_EQ(g_trouble.call, ""); // it was met
         HH_Close();
-        EXPECT_EQ(world->liveObjects(), 0);
     }
 }
