@@ -20,15 +20,13 @@ using SInt32 = std::int32_t;
 using LPVOID = void*;
 using CFUUIDGetUUIDBytes = const char*; // a UUID is its name here
 
-constexpr mach_port_t MACH_PORT_NULL = 0;
+constexpr std::uint32_t MACH_PORT_NULL = 0, KERN_SUCCESS = 0, S_OK = 0;
 constexpr io_service_t IO_OBJECT_NULL = nullptr;
 constexpr const char* kIOUSBDeviceUserClientTypeID = "user client";
 constexpr const char* kIOCFPlugInInterfaceID = "plug-in";
 constexpr const char* kIOUSBDeviceInterfaceID = "device interface";
 
 enum : IOReturn {
-    S_OK = 0,
-    KERN_SUCCESS = 0,
     kIOReturnSuccess = 0,
     kIOReturnError = 0xE00002BC,
     kIOReturnNoMemory = 0xE00002BD,
