@@ -33,22 +33,16 @@ inline sim::When nth(int number, std::uint8_t type, std::uint8_t request)
     return sim::atMatch(sim::requestIs(type, request), number);
 }
 
-/// The result of a call, or in braces, which keep the order, those of several; or a text of its own.
+/// The result of a call, or in braces, which keep the order, those of several, numbers and texts.
 struct Results
 {
     template <typename... Values>
     Results(Values... values)
     {
-        ((text += format(static_cast<std::uint32_t>(values) < 0x10000 ? " %d" : " %X", values)), ...);
+        (add(values), ...);
     }
-    Results(std::string own)
-        : text(std::move(own))
-    {
-    }
-    Results(const char* own)
-        : text(own)
-    {
-    }
+    void add(std::uint32_t value) { text += format(value < 0x10000 ? " %d" : " %X", value); }
+    void add(const std::string& own) { text += own.empty() ? "" : " " + own; }
     std::string text = "=";
 };
 
@@ -66,15 +60,13 @@ protected:
         std::free(printed_);
     }
 
-    /// `rule` is what somebody reads first when it is broken: a short sentence of what should be. A call without a
-    /// result is made before, with "" in its place.
+    /// `rule` is what somebody reads first when it is broken: a short sentence of what should be.
     void check(const std::string& rule, const Results& results, const std::string& wanted,
-               int line = __builtin_LINE())
+               int line = __builtin_LINE(), const char* file = __builtin_FILE())
     {
         takeText();
         Lines seen = events();
-        if (!results.text.empty())
-            seen.push_back(results.text);
+        seen.push_back(results.text);
         const Lines now = stateNow();
         std::copy_if(now.begin(), now.end(), std::back_inserter(seen), [this](auto& part) {
             return std::find(state_.begin(), state_.end(), part) == state_.end();
@@ -93,12 +85,10 @@ protected:
             for (std::size_t end = 0; (end = pattern.find("; ", end) + 2) > 1 && matches(end, "*");)
                 good = end;
             const std::size_t same = text.compare(0, good, pattern, 0, good) == 0 ? good : 0;
-            const auto printing = std::exchange(stdout, real_stdout_);
             const std::string message = rule + ": seen \"" + text.substr(same, 150) + "\" instead of \"" +
-                                        (good < pattern.size() ? pattern.substr(good, 150) : "no more") +
-                                        "\"";
-            GTEST_MESSAGE_AT_(testing::UnitTest::GetInstance()->current_test_info()->file(), line,
-                              message.c_str(), testing::TestPartResult::kNonFatalFailure);
+                                        pattern.substr(good, 150) + "\"";
+            const auto printing = std::exchange(stdout, real_stdout_);
+            GTEST_MESSAGE_AT_(file, line, message.c_str(), testing::TestPartResult::kNonFatalFailure);
             stdout = printing;
         }
         forget();
@@ -110,24 +100,15 @@ protected:
         notes_.clear();
         bus.log().clear();
         bus.violations().clear();
-        began_ = bus.clock().now();
         state_ = stateNow();
     }
-    /// A call that is one request: taken, refused, and without a session.
-    template <typename Call>
-    void checkRequest(const std::string& rule, const std::string& wire, Call call,
-                      int line = __builtin_LINE())
+    /// Has the `number`-th of such requests refused, of this value if there is one; with 0 every one.
+    template <typename... Value>
+    void refuse(int number, std::uint8_t type, std::uint8_t request, Value... value)
     {
-        constexpr bool tells = std::is_same_v<decltype(call()), bool>;
-        check(rule, call(), wire + (tells ? "; = 1" : "; = 0"), line);
-        bus.faults().refuse(sim::atRequest(1));
-        const std::string request = wire[0] == 'C' ? wire.substr(0, wire.find(':')) : wire;
-        check(rule + ", refused", call(), request + " refused" + (tells ? "; = 0" : "; = E000404F"), line);
-        auto session = std::move(g_Dev);
-        forget();
-        check(rule + ", without a session", call(), tells ? "= 0" : "= E00002F0", line);
-        g_Dev = std::move(session);
-        forget();
+        const sim::When when = sim::atMatch(
+            sim::requestIs(type, request, static_cast<std::uint16_t>(value)...), std::max(number, 1));
+        bus.faults().refuse(number == 0 ? when.forGood() : when);
     }
     /// An empty bus, nothing wrong with it, and the library as in a new process.
     void fresh()
@@ -210,31 +191,22 @@ private:
         errno = 11; // what the library prints of a failed request
         return false;
     }
-    static std::string requestText(const sim::WireRecord& record)
+    /// A request, and the wait after it; the request itself takes less than half a millisecond.
+    static std::string requestText(const sim::WireRecord& record, sim::Duration wait)
     {
         const sim::SetupPacket& s = record.setup;
-        std::string text =
-            format("%02X %02X %04X %04X %d", s.request_type, s.request, s.value, s.index, s.length);
-        const bool is_register =
-            s.request == 0xE6 && (s.request_type & 0x7F) == 0x40 && (s.value >> 8 | s.index) == 0;
-        if (is_register && s.length == 1)
-            text = format("%02X %s", s.value, s.isIn() ? "is" : "<-");
-        else if (is_register && s.length == 0 && !s.isIn())
-            text = format("select %02X", s.value);
+        std::string text = wireLine(record);
+        const bool is_register = s.request == 0xE6 && s.value < 0x100 && s.index == 0 && s.length < 2;
+        if (is_register)
+            text = format(s.length == 0 ? "select %02X" : s.isIn() ? "%02X is" : "%02X <-", s.value);
         else if (!record.data.empty() && record.data.size() <= 12)
             text += ":";
         for (std::size_t i = 0; record.data.size() <= 12 && i < record.data.size(); ++i)
             text += format(" %02X", record.data[i]);
-        if (record.status == platform::success)
-            return text;
-        return text +
-               (record.status == platform::pipe_stalled ? " refused" : format(" -> %08X", record.status));
-    }
-    /// A request itself takes less than half a millisecond.
-    static std::string waited(sim::Duration time)
-    {
-        const auto ms = std::chrono::round<std::chrono::milliseconds>(time).count();
-        return ms == 0 ? "" : ", " + std::to_string(ms) + " ms";
+        if (record.status != platform::success)
+            text += record.status == platform::pipe_stalled ? " refused" : format(" -> %08X", record.status);
+        const auto ms = std::chrono::round<std::chrono::milliseconds>(wait).count();
+        return ms == 0 ? text : text + ", " + std::to_string(ms) + " ms";
     }
     Lines stateNow() const
     {
@@ -243,9 +215,8 @@ private:
         const bool held = std::any_of(devices_.begin(), devices_.end(), [](auto& device) {
             return device.counters().opens != device.counters().closes;
         });
-        return {g_Dev  ? "session"
-                : held ? "no session, but held"
-                       : "no session",
+        const std::string_view session = g_Dev ? "session" : held ? "no session, but held" : "no session";
+        return {std::string(session),
                 format("error %d", g_ErrCode),
                 format("isOpened %d", hub.isOpened),
                 format("isUsb2 %d", hub.isUsb2),
@@ -256,9 +227,6 @@ private:
     {
         Lines lines;
         const auto& records = bus.log().records();
-        if (const auto wait = waited((records.empty() ? bus.clock().now() : records[0].time) - began_);
-            !wait.empty())
-            lines.push_back("nothing" + wait);
         auto note = notes_.begin();
         for (std::size_t i = 0; i <= records.size(); ++i) {
             for (; note != notes_.end() && note->first == i; ++note)
@@ -266,7 +234,7 @@ private:
             if (i == records.size())
                 break;
             const auto next = i + 1 < records.size() ? records[i + 1].time : bus.clock().now();
-            lines.push_back(requestText(records[i]) + waited(next - records[i].time));
+            lines.push_back(requestText(records[i], next - records[i].time));
         }
         return lines;
     }
@@ -283,7 +251,6 @@ private:
     std::deque<Responder> devices_;
     std::vector<std::pair<std::size_t, std::string>> notes_; ///< the request that each comes before, its text
     Lines state_;
-    sim::Duration began_{0};
     char* printed_ = nullptr; ///< all that was printed
     std::size_t printed_size_ = 0;
     std::size_t noted_ = 0;

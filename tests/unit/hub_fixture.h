@@ -28,13 +28,11 @@ std::string format(const char* pattern, Values... values)
     return text;
 }
 
-/// "40 C8 2345 0001 16": type, request, value, index, length; a single byte of data is added as " = 80".
+/// "40 C8 2345 0001 16": type, request, value, index, length.
 inline std::string wireLine(const sim::WireRecord& record)
 {
     const sim::SetupPacket& s = record.setup;
-    const std::string line =
-        format("%02X %02X %04X %04X %d", s.request_type, s.request, s.value, s.index, s.length);
-    return s.isIn() || record.data.size() != 1 ? line : line + format(" = %02X", record.data[0]);
+    return format("%02X %02X %04X %04X %d", s.request_type, s.request, s.value, s.index, s.length);
 }
 
 inline Lines operator+(Lines a, const Lines& b)
@@ -53,10 +51,8 @@ public:
         if (!setup.isIn() || status != platform::success)
             return status;
         std::deque<std::uint8_t>& values = reads[setup.value];
-        if (values.empty())
-            std::copy_n(reply.begin(), setup.length, data);
-        else
-            std::fill_n(data, setup.length, values.front());
+        std::copy_n(reply.begin(), setup.length, data);
+        std::copy_n(values.begin(), values.empty() ? 0 : 1, data);
         if (values.size() > 1)
             values.pop_front();
         return status;
@@ -72,10 +68,8 @@ protected:
     HubTest()
     {
         g_Dev.reset();
-        g_ErrCode = 0;
         g_hub = nullptr;
-        m_uAddrLen = 0;
-        m_uDataLen = 0;
+        g_ErrCode = m_uAddrLen = m_uDataLen = 0;
     }
     ~HubTest() override { g_Dev.reset(); }
 

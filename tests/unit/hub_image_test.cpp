@@ -7,12 +7,10 @@
 
 #include "hub/firmware/hub_image.h"
 
-namespace {
-
 using Bytes = std::vector<std::uint8_t>;
 
 /// Where vendor config is found in zeros with these pairs of bytes, or -1.
-std::ptrdiff_t find(std::size_t size, const std::map<std::size_t, Bytes>& pairs)
+static std::ptrdiff_t find(std::size_t size, const std::map<std::size_t, Bytes>& pairs)
 {
     Bytes image(size);
     for (const auto& [offset, pair] : pairs)
@@ -22,22 +20,20 @@ std::ptrdiff_t find(std::size_t size, const std::map<std::size_t, Bytes>& pairs)
 }
 
 /// The three texts, "-" where none was stored, then the result.
-std::string parse(Bytes content)
+static std::string parse(Bytes content)
 {
     char texts[3][254] = {"-", "-", "-"};
-    const auto result =
-        GetStrInfo(content.data(), static_cast<int>(content.size()), texts[0], texts[1], texts[2]);
+    const auto size = static_cast<int>(content.size());
+    const auto result = GetStrInfo(content.data(), size, texts[0], texts[1], texts[2]);
     return std::string(texts[0]) + "," + texts[1] + "," + texts[2] + "," + std::to_string(result);
 }
-
-} // namespace
 
 TEST(VendorConfig, IsBeforeTheLastTaggedBlock)
 {
     for (const Bytes& tag : {Bytes{0x55, 0xAA}, Bytes{0xAA, 0x55}, Bytes{0x3C, 0xC3}})
         EXPECT_EQ(find(0x10000, {{0x100, {0x55, 0xAA}}, {0x8000, tag}}), 0x7FF0) << "not the last tag";
     EXPECT_EQ(find(0x300, {{0x100, {0x55, 0xAA}}, {0x201, {0x55, 0xAA}}}), 0xF0)
-        << "a tag amid a block counts";
+        << "a tag in mid-block counts";
     EXPECT_EQ(find(0x300, {{0x100, {0x55, 0xAA}}, {0x200, {0x55, 0xC3}}}), 0xF0) << "half a tag counts";
     EXPECT_EQ(find(0x164, {{0x64, {0x55, 0xAA}}}), 0x54) << "blocks do not count from the end";
     EXPECT_EQ(find(0x164, {{0, {0x55, 0xAA}}}), -1) << "less than a block is searched";
@@ -49,12 +45,11 @@ TEST(VendorConfig, IsBeforeTheLastTaggedBlock)
 
 TEST(StringRecords, AreCopiedUntilTheBufferEnds)
 {
-    EXPECT_EQ(parse({4, 3, 'a', 'b', 3, 3, 'c', 5, 3, 'd', 'e', 'f', 9, 9}), "ab,c,def,9")
-        << "there are three";
-    EXPECT_EQ(parse({4, 3, 'a', 'b', 0, 7}), "ab,-,-,0") << "length 0 ends them";
-    EXPECT_EQ(parse({4, 3, 'a', 'b', 4, 3, 'x'}), "ab,-,-,4") << "one that passes the end is left out";
-    EXPECT_EQ(parse({4, 3, 'a', 'b'}), "ab,-,-,4") << "the last may end with the buffer";
-    EXPECT_EQ(parse({1, 2, 0, 0}), ",,-,0") << "shorter than its header it has no text";
-    EXPECT_EQ(parse({5, 3, 'a', 'b'}), "-,-,-,5") << "the first may pass the end";
-    EXPECT_EQ(parse({}), "-,-,-,0") << "there may be none";
+    EXPECT_EQ(parse({4, 3, 'a', 'b', 3, 3, 'c', 5, 3, 'd', 'e', 'f', 9, 9}), "ab,c,def,9") << "not three";
+    EXPECT_EQ(parse({4, 3, 'a', 'b', 0, 7}), "ab,-,-,0") << "length 0 does not end them";
+    EXPECT_EQ(parse({4, 3, 'a', 'b', 4, 3, 'x'}), "ab,-,-,4") << "one that passes the end is read";
+    EXPECT_EQ(parse({4, 3, 'a', 'b'}), "ab,-,-,4") << "the last may not end with the buffer";
+    EXPECT_EQ(parse({1, 2, 0, 0}), ",,-,0") << "shorter than its header it has a text";
+    EXPECT_EQ(parse({5, 3, 'a', 'b'}), "-,-,-,5") << "a first one that passes the end is read";
+    EXPECT_EQ(parse({}), "-,-,-,0") << "found in nothing";
 }

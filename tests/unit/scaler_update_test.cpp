@@ -22,11 +22,11 @@ protected:
     }
     std::string left()
     {
-        const Bytes& flash = monitor->scaler().flash().bytes();
-        const Bytes content = userCode();
-        return format("%s, marker %02X %02X, %s", monitor->scaler().inIspMode() ? "ISP mode" : "runs",
-                      flash[0x1FF8FE], flash[0x1FF8FF],
-                      std::equal(content.begin(), content.end(), &flash[0x100000]) ? "new" : "old");
+        const Bytes &flash = monitor->scaler().flash().bytes(), content = userCode();
+        const bool is_new = std::equal(content.begin(), content.end(), &flash[0x100000]);
+        const std::string mode = monitor->scaler().inIspMode() ? "ISP mode" : "runs";
+        return mode + format(", marker %02X %02X, ", flash[0x1FF8FE], flash[0x1FF8FF]) +
+               (is_new ? "new" : "old");
     }
 };
 
@@ -51,9 +51,7 @@ TEST_F(ScalerUpdate, IsThisConversation)
         40 F6 9401 8003 0; 40 C6 0100 0000 44; 40 F6 9401 0103 0; 6F <- A0; 6F is A0, 10 ms; 6F is 90, 40 ms; 100 %
         60 <- 68; 61 <- 01; 64 <- FF; 60 <- 69; 60 is 01, 10 ms x 2; 60 is 00; EE <- 02; 100 %; = 0; lengths 1 1)");
     const Bytes& flash = monitor->scaler().flash().bytes();
-    check("300 bytes are in flash",
-          std::find_if(flash.begin(), flash.end(), [](auto byte) { return byte != 0x42; }) - flash.begin(),
-          "= 300");
+    check("300 bytes are in flash", flash[299] == 0x42 && flash[300] == 0xFF, "= 1");
 }
 
 TEST_F(ScalerUpdate, PutsTheMarkerOfUserCodeLast)
@@ -63,48 +61,42 @@ TEST_F(ScalerUpdate, PutsTheMarkerOfUserCodeLast)
         ...; 20 %; ...; 64 <- 10; 65 <- 00; 66 <- 00; ...; 40 C6 0000 0010 128; ...; 99 %
         64 <- 11; 65 <- 00; 66 <- 00; 6F is 90; select 70; 40 F6 9401 8003 0; 40 C6 0000 0011 1: 80; ...; 100 %
         64 <- 1F; 65 <- F8; 66 <- FE; ...; 40 C6 F8FE 001F 2: AA 55; ...; EE <- 02; 100 %; = 0; lengths 1 1)");
-    check("it is in flash", left(), "runs, marker AA 55, new");
     openMonitor();
     check("no callback, no report", update(userCode(), 1, nullptr), "...; EE <- 02; = 0; lengths 1 1");
-    check("it is in flash all the same", left(), "runs, marker AA 55, new");
+    check("it is in flash all the same", left(), "= runs, marker AA 55, new");
     check("an empty image is told", update({}, 0), "'Wrong Fw file'..; = 41521");
-    check("one byte too few, or another marker, is no user code",
-          Results{update(userCode(0xAA, 0x55, 0x10000), 1), update(userCode(0xAB), 1),
-                  update(userCode(0xAA, 0x54), 1)},
-          "= 41521 41521 41521");
+    const auto short_code = userCode(0xAA, 0x55, 0x10000), one = userCode(0xAB), other = userCode(0xAA, 0x54);
+    const Results refused{update(short_code, 1), update(one, 1), update(other, 1)};
+    check("one byte too few, or another marker, is no user code", refused, "= 41521 41521 41521");
 }
 
 TEST_F(ScalerUpdate, FailsWithoutAMarker)
 {
-    const auto fails = [this](const std::string& rule, const std::function<void(sim::Faults&)>& arm,
-                              const std::string& wanted) {
-        openMonitor();
-        arm(bus.faults());
-        const std::string result = Results{update(userCode(), 1)}.text + "; ";
-        check(rule, result + left(), "...; " + wanted + "; lengths 1 1");
+    const auto fails = [this](const std::string& rule, const std::string& wanted) {
+        const std::uint32_t result = update(userCode(), 1);
+        check(rule, Results{result, left()}, "...; " + wanted + "; lengths 1 1");
         repair();
         update(userCode(), 1);
         forget();
-        check(rule + ", and the next update finishes", left(), "runs, marker AA 55, new");
+        check(rule + ", and the next update finishes", left(), "= runs, marker AA 55, new");
+        openMonitor();
     };
-    const auto refuse = [](std::uint8_t type, std::uint8_t request, std::uint16_t value, int nth = 1) {
-        return [=](auto& f) { f.refuse(sim::atMatch(sim::requestIs(type, request, value), nth)); };
-    };
-    fails("a mode that cannot be read ends it", refuse(0xC0, 0xE6, 0x6F, 4),
-          "6F is refused; 'Fail To I2C Initial'; = 41512; ISP mode, marker FF FF, old");
-    fails(
-        "no mode is found by the check", [](auto& f) { f.troubles.scaler_never_in_isp_mode = true; },
-        "75 is 00, 1 ms; 'Fail To I2C Initial'; = 41512; runs, marker FF FF, old");
-    fails(
-        "a block that is not blank ends it", [](auto& f) { f.troubles.bad_erase_check = 0x1F; },
-        "75 is 00, 1 ms; 'Fail To I2C Initial'; = 41512; ISP mode, marker FF FF, old");
-    fails(
-        "a port never ready refuses a chunk", [](auto& f) { f.troubles.scaler_never_ready = true; },
-        "'Fail To I2C WriteSerialFlash'; = 41513; ISP mode, marker FF FF, old");
-    fails("a refused chunk ends it", refuse(0x40, 0xC6, 0x0100),
-          "'Fail To I2C WriteSerialFlash'; = 41513; ISP mode, marker FF FF, old");
-    fails("a refused marker ends it", refuse(0x40, 0xC6, 0xF8FE),
-          "'Failed to I2C WriteSerialFlash for Scalar UserCode '; = 41519; ISP mode, marker FF FF, new");
-    fails("a mode that is not left is not told", refuse(0x40, 0xE6, 0xEE, 2),
-          "EE <- 02 refused; 100 %; = 0; ISP mode, marker AA 55, new");
+    openMonitor();
+    bus.faults().troubles.scaler_never_in_isp_mode = true;
+    fails("the check needs a mode", "75 is 00, 1 ms; 'Fail To I2C Initial'; = 41512 runs, marker FF FF, old");
+    bus.faults().troubles.bad_erase_check = 0x1F;
+    fails("a block must be blank",
+          "75 is 00, 1 ms; 'Fail To I2C Initial'; = 41512 ISP mode, marker FF FF, old");
+    bus.faults().troubles.scaler_never_ready = true;
+    fails("a port must be ready", "'Fail To I2C WriteSerialFlash'; = 41513 ISP mode, marker FF FF, old");
+    refuse(4, 0xC0, 0xE6, 0x6F);
+    fails("the mode must be read",
+          "6F is refused; 'Fail To I2C Initial'; = 41512 ISP mode, marker FF FF, old");
+    refuse(1, 0x40, 0xC6, 0x0100);
+    fails("a chunk must be taken", "'Fail To I2C WriteSerialFlash'; = 41513 ISP mode, marker FF FF, old");
+    refuse(1, 0x40, 0xC6, 0xF8FE);
+    fails("a marker must be taken", R"('Failed to I2C WriteSerialFlash for Scalar UserCode '
+        = 41519 ISP mode, marker FF FF, new)");
+    refuse(2, 0x40, 0xE6, 0xEE);
+    fails("a mode may stay", "EE <- 02 refused; 100 %; = 0 ISP mode, marker AA 55, new");
 }

@@ -10,14 +10,10 @@ using VendorCommands = Bench;
 
 TEST(HubIds, AreEightProductsOfOneVendor)
 {
-    std::vector<int> products;
-    for (int id = 0; id <= 0xFFFF; ++id) {
-        if (isInVidPidPool(0x2E4D, static_cast<std::uint16_t>(id)))
-            products.push_back(id);
-    }
-    // 0 is the second id that no row has.
-    EXPECT_EQ(products,
-              (std::vector<int>{0, 0x0300, 0x0301, 0x0304, 0x0305, 0x7300, 0x7301, 0x7304, 0x7305}));
+    std::vector<int> products; // 0 is the second id that no row has
+    for (int id = 0; id <= 0xFFFF; ++id)
+        products.insert(products.end(), isInVidPidPool(0x2E4D, static_cast<std::uint16_t>(id)), id);
+    EXPECT_EQ(products, (std::vector{0, 0x0300, 0x0301, 0x0304, 0x0305, 0x7300, 0x7301, 0x7304, 0x7305}));
     EXPECT_FALSE(isInVidPidPool(0x2E4C, 0x7300) || isInVidPidPool(0, 0)) << "another vendor, or an empty row";
     EXPECT_TRUE(isInVidPidPidPool(0x2E4D, 0x7304, 0));
     EXPECT_FALSE(isInVidPidPidPool(0x2E4C, 0x7304, 0) || isInVidPidPidPool(0x2E4D, 0x7303, 0) ||
@@ -33,7 +29,7 @@ TEST_F(Discovery, OpensTheFirstHubFromAPositionOn)
         const bool found = HH_Open(&position);
         check(rule, Results{found, position}, (found ? "40 02 0001 2E4D 0; " : "") + opened);
         HH_Close();
-        check(rule, "", found ? "no session" : "");
+        check("closing ends a session", 0, found ? "= 0; no session" : "= 0");
     };
     search("an empty bus has no hub", "", 0, "= 0", "= 0 0; error 5");
     search("the first of two hubs is opened", "fffHfffH", 0, "= 1", "= 1 3; session");
@@ -81,39 +77,37 @@ TEST_F(VendorCommands, AreTheseRequests)
 {
     std::uint8_t send[] = {0x40, 0xE6, 0x34, 0x12, 0x78, 0x56, 2, 0};
     std::uint8_t receive[] = {0xC0, 0xE6, 0x34, 0x12, 0x78, 0x56, 2, 0};
+    const auto packets = [&] {
+        return Results{HH_CtlPipeIn(receive, data), HH_CtlPipeOut(send, data), HH_CtlPipeOut(receive, data)};
+    };
+    const auto senders = [&] {
+        return Results{Proxy_SendVendorCmd(0xC0, 9, 1, 2, 0x10003, data),
+                       Proxy_SendVendorCmd2(0x40, 9, 1, 2, 0x10001, data)};
+    };
     plug("H");
     openHub();
     buffer[0] = 0x5A;
     buffer[1] = 0xA5;
-    checkRequest("enable, with the key", "40 02 0102 2E4D 0", [] { return HH_VdCmdEnable(0x102); });
-    checkRequest("restart into ROM", "40 00 0000 0000 0", HH_HubResetRom);
-    checkRequest("restart", "40 01 0000 0000 0", HH_HubReset);
-    checkRequest("restart into code", "40 E9 0201 0000 0", [] { return HH_HubResetCode(1, 2); });
-    checkRequest("erase", "40 E8 2345 0001 0", [] { return HH_EraseFlash(0x12345); });
-    checkRequest("program", "40 C8 2345 0001 2: 5A A5", [=] { return HH_WriteFlash(0x12345, data, 2); });
-    checkRequest("write memory", "40 0E 0000 2345 1: 5A", [=] { return HH_WriteMem(0x12345, data, 1); });
-    checkRequest("status", "C0 09 0000 0000 4: 2E 4D 73 05", [=] { return HH_Status(data, 4); });
-    check("what was read arrives", format("%02X %02X", data[2], data[3]), "73 05");
-    checkRequest("read memory", "C0 0D 0000 2345 2: 2E 4D", [=] { return HH_ReadMem(0x12345, data, 2); });
-    checkRequest("read flash", "C0 D8 2345 0001 2: 2E 4D", [=] { return HH_ReadFlash(0x12345, data, 2); });
-    checkRequest("a length is cut to 16 bits", "C0 09 0001 0002 3: 2E 4D 73",
-                 [=] { return Proxy_SendVendorCmd(0xC0, 9, 1, 2, 0x10003, data); });
-    checkRequest("that of a timed request, too", "40 09 0001 0002 1: 2E",
-                 [=] { return Proxy_SendVendorCmd2(0x40, 9, 1, 2, 0x10001, data); });
-    checkRequest("a packet", "C0 E6 1234 5678 2: 2E 4D", [&] { return HH_CtlPipeIn(receive, data); });
-    checkRequest("a packet out", "40 E6 1234 5678 2: 2E 4D", [&] { return HH_CtlPipeIn(send, data); });
-    checkRequest("byte 0 alone tells the direction", "C0 E6 1234 5678 2: 2E 4D",
-                 [&] { return HH_CtlPipeOut(receive, data); });
-
-    check("without data there is no length", HH_CtlPipeNoDataOut(send),
-          "' --><-- HH_CtlPipeNoDataOut '; 40 E6 1234 5678 0; = 1");
-    bus.faults().refuse(sim::atRequest(1));
+    check("the first byte of the mode is the low one", HH_HubResetCode(1, 2), "40 E9 0201 0000 0; = 0");
+    check("erasing has an address", HH_EraseFlash(0x12345), "40 E8 2345 0001 0; = 0");
+    check("flash is written", HH_WriteFlash(0x12345, data, 2), "40 C8 2345 0001 2: 5A A5; = 0");
+    check("memory is written", HH_WriteMem(0x12345, data, 1), "40 0E 0000 2345 1: 5A; = 0");
+    check("memory is read", HH_ReadMem(0x12345, data, 2), "C0 0D 0000 2345 2: 2E 4D; = 0");
+    check("flash is read", HH_ReadFlash(0x12345, data, 2), "C0 D8 2345 0001 2: 2E 4D; = 0");
+    check("lengths are cut to 16 bits", senders(),
+          "C0 09 0001 0002 3: 2E 4D 73; 40 09 0001 0002 1: 2E; = 0 0");
+    check("byte 0 of a packet alone tells the direction", packets(),
+          "C0 E6 1234 5678 2: 2E 4D; 40 E6 1234 5678 2: 2E 4D; C0 E6 1234 5678 2: 2E 4D; = 1 1 1");
+    bus.faults().timeOut(sim::atRequest(1).forGood());
+    check("a request waits as long as the system does, a timed one 10 s", senders(), R"(
+        C0 09 0001 0002 3 -> E00002D6, 5000 ms; 40 09 0001 0002 1: 2E -> E00002D6, 10000 ms
+        = E00002D6 E00002D6)");
+    repair();
+    bus.faults().refuse(sim::atRequest(1).forGood());
+    check("a failure is the result", Results{HH_HubReset(), packets().text}, "...; = E000404F = 0 0 0");
     check("without data a failure is told", HH_CtlPipeNoDataOut(send),
           R"(' --><-- HH_CtlPipeNoDataOut '; 40 E6 1234 5678 0 refused
         'HH_CtlPipeNoDataOut failed,ret=0xe000404f, packet={0x40,0xe6,0x34,0x12,0x78,0x56,0x02,0x00}'; = 0)");
-    bus.faults().timeOut(sim::atRequest(1).forGood());
-    check("a request waits as long as the system does", HH_HubReset(),
-          "40 01 0000 0000 0 -> E00002D6, 5000 ms; = E00002D6");
-    check("a timed one waits 10 s", Proxy_SendVendorCmd2(0x40, 1, 0, 0, 0, nullptr),
-          "40 01 0000 0000 0 -> E00002D6, 10000 ms; = E00002D6");
+    HH_Close();
+    check("without a session nothing is sent", senders(), "= E00002F0 E00002F0; no session");
 }
