@@ -20,6 +20,7 @@ class LoginManager : public QObject, protected QDBusContext
 public:
     bool refuses = false;
     QString asked;
+    int watched_ = -1; ///< of the lock that was granted last
 
     /// Whether the lock that was granted last is still in somebody's hands; the pipe has no writer otherwise.
     /// This thread's and the bus's own copies may take a moment to go, for which there is `patience` (ms).
@@ -30,10 +31,10 @@ public:
     }
 
 public slots:
-    QDBusUnixFileDescriptor Inhibit(const QString& what, const QString& who, const QString& /*why*/,
+    QDBusUnixFileDescriptor Inhibit(const QString& what, const QString& who, const QString& why,
                                     const QString& mode)
     {
-        asked = what + " / " + who + " / " + mode;
+        asked = QStringList{what, who, why, mode}.join(" / ");
         int ends[2] = {-1, -1};
         if (refuses || pipe(ends) != 0)
             sendErrorReply(QDBusError::AccessDenied, "Permission denied");
@@ -42,9 +43,6 @@ public slots:
         lock.giveFileDescriptor(ends[1]);
         return lock;
     }
-
-private:
-    int watched_ = -1;
 };
 
 class AwakeTest : public QObject
@@ -73,19 +71,23 @@ private slots:
             Bench bench(hubImage("2.5"), scalerImage("12.0"));
             bench.show();
             QStringList held;
-            const auto note = [&](bool isHeld) { held += isHeld ? "held" : "let go"; };
+            const auto note = [&](int patience) { held += manager.isHeld(patience) ? "held" : "let go"; };
+            for (const auto icon : {QMessageBox::Question, QMessageBox::Warning, QMessageBox::NoIcon})
+                bench.at_box[icon] = [&] { note(5000); };
             connect(bench.bar, &QProgressBar::valueChanged, [&](int percent) {
-                if (percent > 0 && percent < 100)
-                    note(manager.isHeld(0));
+                if (percent % 100 > 0)
+                    note(0);
             });
-            bench.at_box = [&](QMessageBox::Icon) { note(manager.isHeld(5000)); };
             if (rule.endsWith("fails"))
                 bench.bus.faults().unplug(sim::atMatch(sim::requestIs(0x40, 0xC8), 9));
             bench.update({"Yes", "Exit"});
             held.erase(std::unique(held.begin(), held.end()), held.end());
             expect(rule, held.join(", "), manager.refuses ? "let go" : "let go, held, let go");
-            expect(rule, manager.asked, "shutdown:sleep:idle:handle-lid-switch / FW_Update_Tool / block");
-            QVERIFY2(rule.endsWith("fails") != hubHolds(bench.monitor, hubImage("2.5")), qPrintable(rule));
+            expect(rule, manager.asked,
+                   "shutdown:sleep:idle:handle-lid-switch / FW_Update_Tool / The monitor's firmware is being "
+                   "written / block");
+            const QString flashes = flashesOf(bench.monitor, hubImage("2.5"), "");
+            expect(rule, flashes.section(',', 0, 0), rule.endsWith("fails") ? "hub void" : "hub new");
         }
         thread.quit();
         thread.wait();

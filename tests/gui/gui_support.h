@@ -33,9 +33,6 @@ busy               | <img width=20 height=20 src=":/FW_Update_Tool/question_mark
 try again          | <img width=20 height=20 src=":/FW_Update_Tool/cross_mark">The detection of USB Hub is not configured correctly, please close the application and retry again, then unplug & replug the USB cable to try again.
 no hub             | <img width=20 height=20 src=":/FW_Update_Tool/cross_mark"> The detection of USB Hub is not configured correctly. Please ensure the monitor is powered on and connected properly. Please also close and restart the application, then unplug & replug the USB cable to retry again. <a href="https://support.example.com/qx">https://support.example.com/qx</a>)";
 
-inline const QString other_model =
-    "information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor (";
-
 /// The rows of a table in text, taken apart at each "|".
 inline QVector<QStringList> rowsOf(const char* table)
 {
@@ -51,41 +48,36 @@ inline QVector<QStringList> rowsOf(const char* table)
 /// Boxes and labels by their short names; a text without one is its own.
 inline QString named(QStringList texts)
 {
-    for (QString& text : texts) {
+    for (QString& text : texts)
         for (const QStringList& row : rowsOf(short_names))
             text = text == QString(row[1]).replace('~', '\n') ? row[0] : text;
-        if (text.startsWith(other_model) && text.endsWith("!!! (OK)"))
-            text = text.mid(other_model.size()).chopped(8).replace(") , only for ", " is no ");
-    }
     return texts.join(", ");
 }
 
-/// "2.5"
-inline FirmwareVersion versionOf(const QString& text)
+/// "2.5", for the tool or for the monitor.
+template <typename Version>
+Version versionOf(const QString& text)
 {
-    return {text.section('.', 0, 0).toInt(), text.section('.', 1, 1).toInt()};
+    using Number = decltype(Version::major);
+    return {static_cast<Number>(text.section('.', 0, 0).toInt()),
+            static_cast<Number>(text.section('.', 1, 1).toInt())};
 }
 
 /// 64 KiB with a vendor-config block at 0xFF00 and the valid mark before it.
 inline QByteArray hubImage(const QString& version)
 {
-    return firmware::buildHub(versionOf(version), 0x10000);
+    return firmware::buildHub(versionOf<FirmwareVersion>(version), 0x10000);
 }
 
 /// A user-code image, a few bytes longer than the shortest that is accepted.
 inline QByteArray scalerImage(const QString& version, const QByteArray& model = "QX1650")
 {
-    return firmware::buildScaler(versionOf(version), model, 0x10105);
+    return firmware::buildScaler(versionOf<FirmwareVersion>(version), model, 0x10105);
 }
 
-inline sim::MonitorSetup running(const QString& hub, const QString& display,
-                                 sim::Model model = sim::Model::qx1650)
+inline sim::MonitorSetup running(const QString& hub, const QString& display)
 {
-    const auto version = [](const QString& text) {
-        return sim::Version{static_cast<std::uint8_t>(versionOf(text).major),
-                            static_cast<std::uint8_t>(versionOf(text).minor)};
-    };
-    return {model, version(hub), version(display), ""};
+    return {sim::Model::qx1650, versionOf<sim::Version>(hub), versionOf<sim::Version>(display), ""};
 }
 
 inline QByteArray bytesOf(const std::vector<std::uint8_t>& bytes)
@@ -93,16 +85,14 @@ inline QByteArray bytesOf(const std::vector<std::uint8_t>& bytes)
     return {reinterpret_cast<const char*>(bytes.data()), static_cast<int>(bytes.size())};
 }
 
-inline bool hubHolds(sim::VirtualMonitor& monitor, const QByteArray& image)
+/// Whether the hub's flash and the scaler's hold these images, the latter with its marker where the scaler looks for it.
+inline QString flashesOf(sim::VirtualMonitor& monitor, const QByteArray& hubFile,
+                         const QByteArray& scalerFile)
 {
-    return bytesOf(monitor.hub().flash()).startsWith(image);
-}
-
-/// The user code and, where the scaler looks for it, its marker.
-inline bool scalerHolds(sim::VirtualMonitor& monitor, const QByteArray& image)
-{
+    const QString hub = bytesOf(monitor.hub().flash()).startsWith(hubFile) ? "hub new" : "hub old";
     const QByteArray flash = bytesOf(monitor.scaler().flash().bytes());
-    return flash.mid(0x100000, image.size()) == image && flash.mid(0x1FF8FE, 2) == "\xAA\x55";
+    const bool isNew = flash.mid(0x100000).startsWith(scalerFile) && flash.mid(0x1FF8FE, 2) == "\xAA\x55";
+    return (monitor.hub().flashIsValid() ? hub : "hub void") + (isNew ? ", scaler new" : ", scaler old");
 }
 
 inline void writeResource(const QString& fileName, const QByteArray& bytes)
@@ -125,14 +115,12 @@ inline void prepareResources(const QByteArray& hubFile, const QByteArray& scaler
 inline void expect(const QString& rule, const QString& seen, const QString& wanted)
 {
     if (seen != wanted)
-        QTest::qFail(qPrintable(rule + ": wanted \"" + wanted + "\", saw \"" + seen + "\""), __FILE__,
-                     __LINE__);
+        QTest::qFail(qPrintable(rule + ": wanted \"" + wanted + "\", saw \"" + seen + "\""), "", 0);
 }
 
 inline void expect(const QString& rule, bool holds)
 {
-    if (!holds)
-        QTest::qFail(qPrintable(rule + ": it is not so"), __FILE__, __LINE__);
+    expect(rule, holds ? "it is so" : "it is not so", "it is so");
 }
 
 /// The dialog in front of a monitor.
@@ -142,9 +130,8 @@ struct Bench
     sim::VirtualMonitor monitor;
     FW_Update_Tool dialog;
     QProgressBar* bar = dialog.findChild<QProgressBar*>("bar1");
-    QVector<int> progress; ///< every value that the bar took
     Hand boxes;
-    std::function<void(QMessageBox::Icon)> at_box = [](QMessageBox::Icon) {};
+    QMap<QMessageBox::Icon, std::function<void()>> at_box; ///< done before a box is answered
 
     Bench(const QByteArray& hubFile, const QByteArray& scalerFile, const sim::MonitorSetup& setup = {})
         : monitor(bus, setup)
@@ -153,12 +140,13 @@ struct Bench
         dialog.hubBinFile = "hub.bin";
         dialog.scalarBinFile = "scaler.bin";
         dialog.modelName = "from Config.ini";
-        QObject::connect(bar, &QProgressBar::valueChanged, [this](int percent) { progress += percent; });
         boxes.before_answer = [this](const QMessageBox& box) {
             // A parent would lend its colours; without a transient parent the dialog could cover the box.
             if (box.parent() || box.windowHandle()->transientParent() != dialog.windowHandle())
                 boxes.seen.back() += ", which the dialog may cover";
-            at_box(box.icon());
+            if (box.icon() == QMessageBox::Question && box.defaultButton() != box.button(QMessageBox::Yes))
+                boxes.seen.back() += ", where Enter is not Yes";
+            at_box.value(box.icon(), [] {})();
         };
         prepareResources(hubFile, scalerFile);
     }
@@ -173,22 +161,25 @@ struct Bench
     /// "update", "exit" and "override" as far as they can be pressed, and the bar's value.
     QString offers() const
     {
-        const std::pair<const char*, const char*> buttons[]{
-            {"btnUpdate", "update "}, {"btnExit", "exit "}, {"chkOverride", "override "}};
         QString result;
-        for (const auto& [name, word] : buttons) {
+        for (const char* name : {"btnUpdate", "btnExit", "chkOverride"}) {
             const auto* widget = dialog.findChild<QWidget*>(name);
-            result += widget->isEnabled() && widget->isVisible() ? word : "";
+            result += widget->isEnabled() && widget->isVisible() ? QString(name + 3).toLower() + " " : "";
         }
         return result + QString::number(bar->value());
     }
+    bool holdsHub()
+    {
+        const sim::DeviceCounters& hub = monitor.hub().superSpeedFace().counters();
+        return hub.opens > hub.closes;
+    }
     /// Presses "Update"; boxes are answered in order. Returns boxes; message; what is offered; how often the hub's
-    /// flash and blocks of the scaler's were erased, or "untouched" when the monitor got no request at all.
+    /// flash and blocks of the scaler's were erased and the OSD settings reset, or "untouched" when the monitor got no
+    /// request at all.
     QString update(const QStringList& answers)
     {
         boxes.answers = answers;
         boxes.seen.clear();
-        progress.clear();
         bus.log().clear();
         Hand::press(dialog, "btnUpdate");
         int hub = 0;
@@ -197,9 +188,10 @@ struct Bench
             hub += record.setup.request == 0xE8 ? 1 : 0;
             scaler += record.setup.value == 0x60 && record.data == std::vector<std::uint8_t>{0xB9} ? 1 : 0;
         }
-        const QString erased = QString("erased %1+%2").arg(hub).arg(scaler);
+        const QString done = QString("erased %1+%2").arg(hub).arg(scaler);
+        const QString reset = monitor.display().factoryResets() > 0 ? ", reset" : "";
         return QStringList{named(boxes.seen), label("lblInfo"), offers(),
-                           bus.log().records().empty() ? "untouched" : erased}
+                           bus.log().records().empty() ? "untouched" : done + reset}
             .join("; ");
     }
 };

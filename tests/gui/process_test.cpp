@@ -8,7 +8,6 @@
 #include <optional>
 
 #include <fcntl.h>
-#include <sys/inotify.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -18,11 +17,8 @@ namespace {
 
 using Action = std::function<void()>;
 
-constexpr int stayed = 99;          ///< exit status of a copy that did not end when asked to
+constexpr int stayed = 99;          ///< exit status of a copy whose event loop came to its end
 constexpr unsigned time_limit = 10; ///< seconds for a copy, which needs a twentieth of one
-
-const QByteArray new_hub = hubImage("2.5");
-const QByteArray new_scaler = scalerImage("12.3");
 
 /// What a copy plays with.
 struct World
@@ -49,14 +45,12 @@ void startUp()
 }
 Q_COREAPP_STARTUP_FUNCTION(startUp)
 
-/// Boxes; what the flashes hold; how the process ends.
-void leaveBehind(const QString& end)
+/// Boxes; what the flashes hold; remarks.
+void leaveBehind()
 {
-    const QString hub = hubHolds(world->monitor, new_hub) ? "hub new" : "hub old";
-    const QString scaler = scalerHolds(world->monitor, new_scaler) ? ", scaler new" : ", scaler old";
-    const QString flashes = (world->monitor.hub().flashIsValid() ? hub : "hub void") + scaler + world->remark;
-    const QString told = named(world->boxes->seen).replace(QChar('\0'), '0') + "; " + flashes + "; " + end;
-    qstrncpy(&ending, qPrintable(told), 4096);
+    const QString flashes = flashesOf(world->monitor, hubImage("2.5"), scalerImage("12.3"));
+    const QString boxes = named(world->boxes->seen).replace(QChar('\0'), '0');
+    qstrncpy(&ending, qPrintable(boxes + "; " + flashes + world->remark), 4096);
 }
 
 [[noreturn]] void play(const Action& before, const Action& user)
@@ -71,12 +65,12 @@ void leaveBehind(const QString& end)
     world->output = output[0];
     // What else is done at an exit belongs to the first process: its threads, and the search for leaks.
     const auto atExit = [](int status, void*) {
-        leaveBehind(QString("exit %1").arg(status));
+        leaveBehind();
         std::_Exit(status);
     };
     on_exit(atExit, nullptr);
     const auto atSignal = [](int number) {
-        leaveBehind("");
+        leaveBehind();
         std::signal(number, SIG_DFL);
         std::raise(number);
     };
@@ -91,24 +85,20 @@ void leaveBehind(const QString& end)
     const rlimit nothing{0, 0}; // a single byte for a file is a signal that ends the process
     setrlimit(RLIMIT_FSIZE, &nothing);
     const int result = runUpdateTool(argumentCount, arguments);
-    leaveBehind(QString("returned %1").arg(result));
-    std::_Exit(stayed);
+    leaveBehind();
+    std::_Exit(result == 0 ? stayed : EXIT_FAILURE);
 }
 
-/// Plays a story to its end. It may change nothing in any folder that it could be expected to write to.
+/// Plays a story to its end. It may leave no file where programs leave theirs.
 QString endOf(const QByteArray& hubFile, const QByteArray& scalerFile, const Action& before,
               const Action& user)
 {
-    const QTemporaryDir home;
-    const int changes = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     {
         const QCoreApplication knows_its_folder(argumentCount, arguments);
         prepareResources(hubFile, scalerFile);
         writeResource("Config.ini", "[FWFilePath]\nScalarBinFile=scaler.bin\nHubBinFile=hub.bin\n");
-        for (const QString& path : {home.path(), QCoreApplication::applicationDirPath(), resourcesDir()})
-            inotify_add_watch(changes, qPrintable(path),
-                              IN_ALL_EVENTS & ~(IN_ACCESS | IN_OPEN | IN_CLOSE_NOWRITE));
     }
+    const QTemporaryDir home;
     for (const char* place : {"HOME", "TMPDIR", "XDG_RUNTIME_DIR"})
         qputenv(place, home.path().toLocal8Bit());
     QDir::setCurrent(home.path());
@@ -119,10 +109,10 @@ QString endOf(const QByteArray& hubFile, const QByteArray& scalerFile, const Act
         play(before, user);
     int status = 0;
     waitpid(copy, &status, 0);
-    char event[4096];
-    const QString traces = read(changes, event, sizeof event) > 0 ? ", with traces" : "";
-    close(changes);
-    return &ending + (WIFSIGNALED(status) ? QString("signal %1").arg(WTERMSIG(status)) : QString()) + traces;
+    const QString ended = WIFSIGNALED(status)             ? QString("signal %1").arg(WTERMSIG(status))
+                          : WEXITSTATUS(status) == stayed ? "returned"
+                                                          : QString("exit %1").arg(WEXITSTATUS(status));
+    return &ending + ("; " + ended) + (QDir(home.path()).isEmpty() ? "" : ", with traces");
 }
 
 void press(const char* name)
@@ -149,11 +139,18 @@ Action raises(int number)
     return inAWrite([=] { kill(getpid(), number); });
 }
 
-void lookAtLog()
+void look()
 {
     static char log[0x10000];
     const QByteArray printed(log, static_cast<int>(read(world->output, log, sizeof log)));
-    world->remark = printed.contains("Update Scalar function... \n") ? ", log printed" : ", log held back";
+    const QStringList seen{printed.contains("Update Scalar function... \n") ? "log printed" : "log held back",
+                           QFile::exists(":/FW_Update_Tool/question_mark") ? "pictures" : "no pictures",
+                           g_dialog->palette().color(QPalette::Link).name(),
+                           QString::number(g_dialog->devicePixelRatioF()),
+                           QGuiApplication::desktopFileName(),
+                           QFile::symLinkTarget("/proc/self/fd/0"),
+                           QFile::symLinkTarget("/proc/self/fd/2")};
+    world->remark = ", " + seen.join(", ");
 }
 
 const QMap<QString, Action> users{
@@ -165,30 +162,27 @@ const QMap<QString, Action> users{
     {"Ctrl-C", raises(SIGINT)},
     {"closed terminal", raises(SIGHUP)},
     {"logout", raises(SIGTERM)},
-    {"watches the log", inAWrite(lookAtLog)},
+    {"looks", inAWrite(look)},
     {"closes the log", inAWrite([] { close(world->output); })}};
 
-void refuse(std::uint8_t type, std::uint8_t request, int nth)
+Action refuses(std::uint8_t type, std::uint8_t request, int nth)
 {
-    world->bus.faults().refuse(sim::atMatch(sim::requestIs(type, request), nth).forGood());
+    return [=] { world->bus.faults().refuse(sim::atMatch(sim::requestIs(type, request), nth).forGood()); };
 }
 
-void name(const std::string& capabilities)
-{
-    world->monitor.display().setCapabilities(capabilities);
-    // What follows in its reply is zeros, the check byte included.
-    const std::vector<std::uint8_t> zeros(27 - capabilities.size());
-    world->bus.faults().replaceReply(sim::atMatch(sim::requestIs(0xC0, 0xD6), 2), 5 + capabilities.size(),
-                                     zeros);
-}
-
-const QMap<QString, Action> monitors{
+const QMap<QString, Action> beginnings{
     {"", [] {}},
-    {"zero in its name", [] { name(std::string("(model(QX1650\0junk))", 20)); }},
-    {"name and zeros", [] { name("qx1650 series"); }},
-    {"silent", [] { refuse(0xC0, 0xD6, 1); }},
+    {"zero in its name",
+     [] { world->monitor.display().setCapabilities(std::string("(model(QX1650\0junk))", 20)); }},
+    {"silent", refuses(0xC0, 0xD6, 1)},
     {"leaves", [] { world->bus.faults().unplug(sim::atMatch(sim::requestIs(0x40, 0x02), 7)); }},
-    {"loses its bridge", [] { refuse(0x40, 0xF6, 2); }}};
+    {"loses its bridge", refuses(0x40, 0xF6, 2)},
+    {"nohup", [] { std::signal(SIGHUP, SIG_IGN); }},
+    {"closed, 144 dpi", [] {
+         close(STDIN_FILENO);
+         close(STDERR_FILENO);
+         qputenv("QT_FONT_DPI", "144");
+     }}};
 
 } // namespace
 
@@ -199,29 +193,29 @@ class ProcessTest : public QObject
 private slots:
     void everyWayOut()
     {
-        // hub image | model of the scaler image | monitor | user, in the middle of a write but for EXIT and Escape |
+        // hub image | model of the scaler image | what is odd at first | user, in the middle of a write from "close" on
         // boxes; what the flashes hold; how the process ends
         const char* const table = R"(
             1.2 | QX1650 |                  | EXIT            | ; hub old, scaler old; exit 0
-            1.2 | QX1650 |                  | Escape          | ; hub old, scaler old; returned 0
+            1.2 | QX1650 |                  | Escape          | ; hub old, scaler old; returned
+            1.2 | QX1650 | closed, 144 dpi  | looks           | asked, success, reset; hub old, scaler new, log printed, pictures, #87cefa, 1.5, com.qxseries.FWUpdateTool, /dev/null, /dev/null; exit 0
             2.5 | QX1650 |                  | update          | asked, success, reset; hub new, scaler new; exit 0
-            1.2 | <b>QX  |                  |                 | QX1650 is no <b>QX; hub old, scaler old; exit 0
-            1.2 | QX1650 | zero in its name |                 | QX16500JUNK is no QX1650; hub old, scaler old; exit 0
-            1.2 | QX1650 | name and zeros   |                 | QX16500000000000000 is no QX1650; hub old, scaler old; exit 0
-            1.2 |        | silent           |                 | 00000000000000000000000000 is no ; hub old, scaler old; exit 0
-            1.2 | QX1650 | leaves           |                 |  is no QX1650; hub old, scaler old; exit 0
-            1.2 | QX1650 | loses its bridge |                 | no bridge,  is no QX1650; hub old, scaler old; exit 0
+            1.2 | <b>QX  |                  |                 | information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor (QX1650) , only for <b>QX!!! (OK); hub old, scaler old; exit 0
+            1.2 | QX1650 | zero in its name |                 | information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor (QX16500JUNK) , only for QX1650!!! (OK); hub old, scaler old; exit 0
+            1.2 |        | silent           |                 | information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor (00000000000000000000000000) , only for !!! (OK); hub old, scaler old; exit 0
+            1.2 | QX1650 | leaves           |                 | information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor () , only for QX1650!!! (OK); hub old, scaler old; exit 0
+            1.2 | QX1650 | loses its bridge |                 | no bridge, information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor () , only for QX1650!!! (OK); hub old, scaler old; exit 0
             2.5 | QX1650 |                  | close           | asked; hub void, scaler old; exit 0
             1.2 | QX1650 |                  | close           | asked; hub old, scaler old; exit 0
             1.2 | QX1650 |                  | Ctrl-C          | asked; hub old, scaler new; signal 2
             1.2 | QX1650 |                  | closed terminal | asked; hub old, scaler new; signal 1
+            1.2 | QX1650 | nohup            | closed terminal | asked, success, reset; hub old, scaler new; exit 0
             1.2 | QX1650 |                  | logout          | asked; hub old, scaler new; signal 15
-            1.2 | QX1650 |                  | watches the log | asked, success, reset; hub old, scaler new, log printed; exit 0
             1.2 | QX1650 |                  | closes the log  | asked, success, reset; hub old, scaler new; exit 0)";
         for (const QStringList& row : rowsOf(table)) {
             QByteArray scaler = scalerImage("12.3", row[1].toLatin1());
             scaler.truncate(row[1].isEmpty() ? 100 : scaler.size());
-            const QString end = endOf(hubImage(row[0]), scaler, monitors[row[2]], users[row[3]]);
+            const QString end = endOf(hubImage(row[0]), scaler, beginnings[row[2]], users[row[3]]);
             expect(row.mid(0, 4).join(", "), end.trimmed(), row[4]);
         }
     }
