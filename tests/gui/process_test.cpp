@@ -109,9 +109,8 @@ QString endOf(const QByteArray& hubFile, const QByteArray& scalerFile, const Act
         play(before, user);
     int status = 0;
     waitpid(copy, &status, 0);
-    const QString ended = WIFSIGNALED(status)             ? QString("signal %1").arg(WTERMSIG(status))
-                          : WEXITSTATUS(status) == stayed ? "returned"
-                                                          : QString("exit %1").arg(WEXITSTATUS(status));
+    const QString ended = WIFSIGNALED(status) ? QString("signal %1").arg(WTERMSIG(status))
+                                              : QString("exit %1").arg(WEXITSTATUS(status));
     return &ending + ("; " + ended) + (QDir(home.path()).isEmpty() ? "" : ", with traces");
 }
 
@@ -197,7 +196,7 @@ private slots:
         // boxes; what the flashes hold; how the process ends
         const char* const table = R"(
             1.2 | QX1650 |                  | EXIT            | ; hub old, scaler old; exit 0
-            1.2 | QX1650 |                  | Escape          | ; hub old, scaler old; returned
+            1.2 | QX1650 |                  | Escape          | ; hub old, scaler old; exit 99
             1.2 | QX1650 | closed, 144 dpi  | looks           | asked, success, reset; hub old, scaler new, log printed, pictures, #87cefa, 1.5, com.qxseries.FWUpdateTool, /dev/null, /dev/null; exit 0
             2.5 | QX1650 |                  | update          | asked, success, reset; hub new, scaler new; exit 0
             1.2 | <b>QX  |                  |                 | information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor (QX1650) , only for <b>QX!!! (OK); hub old, scaler old; exit 0
