@@ -5,7 +5,7 @@
 ///     hub: into ROM, void mark, erase, image, read back, mark, restart
 ///     scaler: prepare, erase, program setup, image, marker, leave
 ///
-/// All but the hub's are followed by the kind of request: "scaler: image: address", "detection: reply".
+/// All but the hub's are followed by the kind of request, if it has one: "scaler: image: address", "detection: reply".
 #pragma once
 
 #include "sim/bus/setup_packet.h"
@@ -13,25 +13,30 @@
 #include <map>
 #include <string>
 
-namespace sweep {
-
 class PhaseReader
 {
 public:
     /// Of the next request of a run.
     std::string next(const sim::SetupPacket& setup, const std::uint8_t* data)
     {
-        const int accessed = setup.request == 0xE6 ? setup.value : -1;
-        const int written = setup.isIn() || setup.length == 0 ? -1 : data[0];
+        const int accessed = setup.request == 0xE6 ? setup.value : setup.request; // no number is of both
+        const bool writes = !setup.isIn() && setup.length != 0;
         if (setup.request == 0x02 && setup.value == 0)
             stage_ = "detection";
         else if (stage_[0] == 's')
-            followScaler(accessed, written);
+            followScaler(accessed, writes ? data[0] : -1);
         else if (setup.request == 0xF6 && setup.value >> 8U == 0x94)
             stage_ = "scaler: prepare";
         else
             followHub(setup);
-        return stage_[0] == 'h' ? stage_ : stage_ + ": " + kindOf(setup, accessed);
+        static const std::map<int, const char*> kinds{
+            {0xF6, "bridge"},  {0xC6, "data"},      {0xD6, "reply"},   {0x60, "command"},
+            {0x64, "address"}, {0x65, "address"},   {0x66, "address"}, {0x6D, "opcode"},
+            {0x6F, "start"},   {0x70, "data port"}, {0x71, "length"}};
+        if (stage_[0] == 'h' || kinds.count(accessed) == 0)
+            return stage_;
+        const bool polls = setup.isIn() && (accessed == 0x60 || accessed == 0x6F);
+        return stage_ + ": " + (polls ? "poll" : kinds.at(accessed));
     }
 
 private:
@@ -39,9 +44,8 @@ private:
     {
         static const std::map<int, const char*> stages{
             {0x00, "hub: into ROM"}, {0xE8, "hub: erase"}, {0xD8, "hub: read back"}, {0xE9, "hub: restart"}};
-        const auto stage = stages.find(setup.request);
-        if (stage != stages.end())
-            stage_ = stage->second;
+        if (stages.count(setup.request) != 0)
+            stage_ = stages.at(setup.request);
         else if (setup.request == 0xC8 && setup.length != 2)
             stage_ = "hub: image";
         else if (setup.request == 0xC8)
@@ -65,21 +69,6 @@ private:
             stage_ = "scaler: leave";
     }
 
-    static const char* kindOf(const sim::SetupPacket& setup, int accessed)
-    {
-        static const std::map<int, const char*> requests{{0xF6, "bridge"}, {0xC6, "data"}, {0xD6, "reply"}};
-        static const std::map<int, const char*> registers{
-            {0x60, "command"}, {0x64, "address"}, {0x65, "address"},   {0x66, "address"},
-            {0x6D, "opcode"},  {0x6F, "start"},   {0x70, "data port"}, {0x71, "length"}};
-        if (setup.isIn() && (accessed == 0x60 || accessed == 0x6F))
-            return "poll";
-        const auto& names = accessed < 0 ? requests : registers;
-        const auto name = names.find(accessed < 0 ? setup.request : accessed);
-        return name != names.end() ? name->second : "other";
-    }
-
     std::string stage_ = "detection";
     int command_ = 0;
 };
-
-} // namespace sweep

@@ -11,26 +11,17 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace sweep {
-
-namespace {
-
 /// The longest update takes 30 s. Re-opening the restarted hub is tried for 40 s more, a poll for 5 s, and a silent
 /// device costs 5 s.
 constexpr sim::Duration patience_of_the_user = std::chrono::seconds(90);
-Tool* running = nullptr;
-std::size_t printed_size = 0;
-
-} // namespace
 
 Tool::Tool(sim::VirtualBus& on, const QString& imageFiles)
     : bus(on)
     , files(imageFiles)
 {
     hand.before_answer = [this](QMessageBox& box) {
-        const bool is_question = box.icon() == QMessageBox::Question;
         scaler_done = scaler_done || box.icon() == QMessageBox::NoIcon;
-        hand.answers = QStringList{is_question ? "Yes" : "Reset OSD Setting"};
+        hand.answers = QStringList{box.icon() == QMessageBox::Question ? "Yes" : "Reset OSD Setting"};
     };
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
         running->hub_done = running->hub_done || text == "Update Hub Resulte :1";
@@ -66,26 +57,21 @@ void Tool::end()
     hub_done = hub_done && std::strstr(printed, "Fail to ") == nullptr;
     Deinit();
     g_Dev.reset();
-    patience_ends = sim::Duration::max();
     const auto then = ended; // which may set another
-    then();
-    std::_Exit(EXIT_SUCCESS);
+    std::_Exit(then());
 }
-
-} // namespace sweep
 
 void platform::sleepFor(std::chrono::microseconds duration)
 {
-    sweep::Tool& tool = *sweep::running;
+    Tool& tool = *Tool::running;
     tool.bus.clock().advance(duration);
-    if (tool.bus.clock().now() <= tool.patience_ends)
-        return;
-    tool.frozen = true;
-    tool.end();
+    tool.frozen = tool.bus.clock().now() > tool.patience_ends;
+    if (tool.frozen)
+        tool.end();
 }
 
 /// What the tool calls in place of exit(): the process that was the tool still has the monitor to look at.
 extern "C" [[noreturn]] void __wrap_exit(int /*status*/) // NOLINT: the linker makes the name
 {
-    sweep::running->end();
+    Tool::running->end();
 }

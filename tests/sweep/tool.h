@@ -5,24 +5,25 @@
 #include "demo/hand.h"
 #include "sim/bus/virtual_bus.h"
 
-namespace sweep {
-
 struct Tool
 {
     /// The bundle's image files are `files`.hub and `files`.scaler.
     Tool(sim::VirtualBus& bus, const QString& files);
 
-    /// As a new process. Does not return: calls `ended` once, wherever the tool ends, and leaves this process.
+    /// As a new process. Does not return: calls `ended` once, wherever the tool ends, and ends this process
+    /// with what that returns.
     /// `takesOlder`: the user ticks "Allow Monitor use older firmware." when it is offered.
     [[noreturn]] void start(bool takesOlder);
     [[noreturn]] void end();
-    std::function<void()> ended;
+    std::function<int()> ended;
 
     sim::VirtualBus& bus;
     const QString files;
     Hand hand;
     sim::Duration patience_ends{0};
+    inline static Tool* running = nullptr;
     char* printed = nullptr;
+    std::size_t printed_size = 0;
 
     QString said;      ///< the dialog's text at the end; empty when the tool has ended its process
     bool hub_done;     ///< the hub's update reported success, without a "Fail to ..." line
@@ -30,5 +31,3 @@ struct Tool
     bool offers_older; ///< and nothing else
     bool frozen;       ///< the user has lost patience and ended the process
 };
-
-} // namespace sweep

@@ -1,35 +1,30 @@
 /// Copies of the process, so that nothing is done twice and each start of the tool is a process of its own.
 #include "trial.h"
 
+#include "faults.h"
 #include "phases.h"
 #include "tool.h"
 
 #include "sim/virtual_monitor.h"
-#include "tests/faults/fault_kinds.h"
 
 #include <QThreadPool>
 
 #include <cstdlib>
 #include <cstring>
-#include <functional>
-#include <map>
-#include <string_view>
+#include <set>
 
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-namespace sweep {
 
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr unsigned most_seconds = 60; ///< of real time for a trial, which needs a hundredth of one
+constexpr unsigned most_seconds = 120; ///< of real time for a trial, which needs a hundredth of one
+constexpr unsigned bounded_step = 7;   ///< of the trials at the first request of each phase
 constexpr int most_ways = 64;
-constexpr int most_ways_in_pairs = 4;
+constexpr int few_ways = 4;
 constexpr unsigned step_of_second = 4;
-constexpr std::size_t known_contents = 0x10000;
 
 constexpr std::size_t user_code_at = 0x100000;
 constexpr std::size_t user_code_size = 0x100000;
@@ -37,15 +32,8 @@ constexpr std::size_t user_code_marker_at = 0x1FF8FE;
 constexpr std::uint8_t marker[] = {0xAA, 0x55};
 constexpr std::uint8_t blank = 0xFF;
 
-/// Whole contents.
-struct Flashes
-{
-    Bytes hub;
-    Bytes scaler;
-};
-
 /// What the flashes of a monitor hold that left the factory with `flashes` and was updated with `images` since.
-Flashes updated(Flashes flashes, const Images& images)
+Contents<Bytes> updated(Contents<Bytes> flashes, const Contents<QByteArray>& images)
 {
     std::fill(flashes.hub.begin(), flashes.hub.end(), blank);
     std::copy(images.hub.begin(), images.hub.end(), flashes.hub.begin());
@@ -57,208 +45,134 @@ Flashes updated(Flashes flashes, const Images& images)
     return flashes;
 }
 
-/// Of tearing what a request starts that are worth a trial. The hub's erase is one request that moves every bit.
-int waysToTear(const std::string& phase)
-{
-    const std::string last = phase.substr(phase.rfind(' ') + 1);
-    const bool operates = phase == "hub: image" || last == "mark" || last == "start" || last == "command";
-    return phase == "hub: erase" ? most_ways : operates ? 4 : 1;
-}
-
-/// Goes on in a copy of this process, and here when that has ended.
-bool isCopy(bool* crashed)
-{
-    QThreadPool::globalInstance()->waitForDone(); // Qt converts pictures in threads, which are not copied
-    const pid_t copy = fork();
-    if (copy == 0) {
-        alarm(most_seconds);
-        return true;
-    }
-    int status = 0;
-    waitpid(copy, &status, 0);
-    *crashed = status != 0;
-    return false;
-}
-
-std::size_t hashOf(const Bytes& bytes)
-{
-    return std::hash<std::string_view>()({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-}
-
-/// Memory of all copies, one of which runs at a time.
-struct Shared
-{
-    Verdict verdict; ///< of the latest start
-    struct
-    {
-        std::size_t content;
-        Verdict verdict;
-    } known[known_contents];
-};
+/// How a start of the tool ended: it said what it should, and both flashes are as they should be, if need be after
+/// one more start in which the user took older firmware. It has not yet, in the copy. What a
+/// sanitizer ends a process with is none of these.
+enum Ending { finished = 50, finished_older, unfinished, not_yet };
 
 class Trials
 {
 public:
-    Trials(const Job& job, const Share& share)
+    Trials(const Job& job, bool full, int results)
         : job_(job)
-        , share_(share)
+        , full_(full)
+        , results_(results)
         , monitor_(bus_, job.setup)
         , tool_(bus_, job.name)
         , before_(updated({hub(), scaler()}, job.before))
         , after_(job.is_foreign ? before_ : updated({hub(), scaler()}, job.files))
-        , shared_(*static_cast<Shared*>(mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
-                                             MAP_SHARED | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)))
     {
         bus_.log().setEnabled(false);
         bus_.faults().on_request = [this](const sim::SetupPacket& setup, const std::uint8_t* data) {
             phase_ = phases_.next(setup, data);
             wrote_ = wrote_ || phase_[0] != 'd';
             ++request_;
-            strikes(setup.isIn() ? setup.length : 0);
+            strike(setup.isIn() ? setup.length : 0);
         };
         monitor_.hub().loadFlash(before_.hub);
         monitor_.scaler().flash().load(before_.scaler);
         powerCycle();
     }
 
-    [[noreturn]] void runWithFaults()
-    {
-        alarm(0); // its copies have one each
-        with_faults_ = true;
-        tool_.ended = [this] {
-            Verdict verdict = judge();
-            if (!verdict.finished)
-                verdict.find("a run without a fault fails");
-            phase_ = "after the last request";
-            strikes(0);
-            if (with_faults_)
-                shared_.verdict = verdict;
-            else // a copy, in which the tool has ended already
-                tool_.ended();
-        };
-        tool_.start(false);
-    }
+    void run() { find(start(false, true) != finished, "a run without a fault fails"); }
 
 private:
-    bool takes()
+    /// Goes on in a copy of this process, with `not_yet`, and here when that has ended.
+    int split()
     {
-        const bool is_first = ++met_[phase_] == 1;
-        const unsigned step = is_second_ ? step_of_second : job_.step;
-        if (!with_faults_ || (!is_first && (!share_.full || request_ % step != 0)))
-            return false;
-        return job_.in_pairs || taken_++ % share_.lanes == share_.lane;
+        QThreadPool::globalInstance()->waitForDone(); // Qt converts pictures in threads, which are not copied
+        const pid_t copy = fork();
+        if (copy == 0)
+            return not_yet;
+        int status = -1;
+        waitpid(copy, &status, 0);
+        const bool crashed = !WIFEXITED(status) || WEXITSTATUS(status) < finished;
+        find(crashed, "crash");
+        return crashed ? unfinished : WEXITSTATUS(status);
     }
 
-    void strikes(std::size_t replySize)
+    /// The tool as a new process, with a fault at each of its requests or with none.
+    int start(bool takesOlder, bool withFaults)
     {
-        if (!takes())
-            return;
-        const bool few = is_second_ || !share_.full;
-        const int tears = std::min(waysToTear(phase_), few ? most_ways_in_pairs : most_ways);
-        for (const sim::FaultKind& fault : sim::faultKinds()) {
-            for (int way = 0; way < fault.waysAt(replySize, tears); ++way) {
-                if (!share_.full && tried_++ % job_.bounded_step != 0)
-                    continue;
-                Outcome outcome{&job_, is_second_, "", fault.name, "?", {}};
-                phase_.copy(outcome.phase, sizeof outcome.phase - 1);
-                bool crashed = false;
-                if (isCopy(&crashed)) {
-                    with_faults_ = false;
-                    fault.arm(bus_.faults(),
-                              {1, request_ * most_ways + static_cast<unsigned>(way), replySize});
-                    tool_.ended = [=, &fault] { struck(fault.after, way, outcome); };
-                    return;
-                }
-                if (crashed)
-                    outcome.writeTo(share_.outcomes);
-            }
-        }
-    }
-
-    void struck(sim::Aftermath after, int way, Outcome outcome)
-    {
-        Verdict& verdict = outcome.verdict = judge();
-        const bool complete = isDone();
-        bus_.faults().clear();
-        bool is_repaired = after == sim::Aftermath::powered_off;
-        if (is_repaired) // a fault after the last request has not struck yet
-            monitor_.cutPower();
-        if (after == sim::Aftermath::unplugged)
-            monitor_.unplug();
-        if (!is_repaired) {
-            monitor_.plugIn();
-            settle();
-            const Verdict next = nextStart(false, false);
-            is_repaired = next.finished;
-            verdict.find(next.findings);
-        }
-        powerCycle();
-        if (monitor_.scaler().runsUserCode() && scalerHolds() == mixture)
-            verdict.find("scaler starts a mixture");
-        const Verdict cycled = startAfterPowerCycle(share_.full && !is_second_ && way < most_ways_in_pairs);
-        verdict.find(cycled.findings);
-        if (!cycled.finished)
-            outcome.repair = cycled.finished_older ? "older firmware" : "a programmer";
-        else if (!is_repaired)
-            outcome.repair = "a power cycle";
-        else
-            outcome.repair = complete ? "nothing" : "the next start";
-        if (!cycled.finished || !is_repaired)
-            verdict.find(std::string("needs ") + outcome.repair);
-        outcome.writeTo(share_.outcomes);
-    }
-
-    /// A power cycle leaves the monitor with nothing but the content of its flashes, so what the tool makes of one
-    /// content is tried once and remembered.
-    Verdict startAfterPowerCycle(bool withFaults)
-    {
-        const std::size_t content = (hashOf(hub()) * 31U ^ hashOf(scaler())) + (withFaults ? 1U : 0U);
-        auto& known = shared_.known[content % known_contents];
-        if (known.content != content)
-            known = {content, nextStart(false, withFaults && job_.in_pairs)};
-        return known.verdict;
-    }
-
-    Verdict nextStart(bool takesOlder, bool withFaults)
-    {
-        if (withFaults)
-            alarm(0);
-        bool crashed = false;
-        if (!isCopy(&crashed))
-            return crashed ? Verdict() : shared_.verdict;
+        if (const int ending = split(); ending != not_yet)
+            return ending;
+        alarm(withFaults ? 0 : most_seconds);
+        with_faults_ = withFaults;
+        runs_with_faults_ += withFaults ? 1 : 0;
         bus_.violations().clear();
         phases_ = PhaseReader();
         met_.clear();
         wrote_ = false;
         request_ = 0;
-        is_second_ = withFaults;
-        if (withFaults)
-            runWithFaults();
         tool_.ended = [=] {
-            Verdict verdict = judge();
-            if (!verdict.finished && tool_.offers_older && !takesOlder) {
-                const Verdict older = nextStart(true, false);
-                verdict.find(older.findings);
-                verdict.finished_older = older.finished;
-            }
-            shared_.verdict = verdict;
+            if (judge())
+                return finished;
+            const bool tries_older = tool_.offers_older && !takesOlder;
+            return tries_older && start(true, false) == finished ? finished_older : unfinished;
         };
         tool_.start(takesOlder);
     }
 
-    Verdict judge()
+    void strike(std::size_t replySize)
     {
-        const auto is_open = [](const sim::HubFace& face) {
-            return face.counters().live_interfaces != 0 || face.counters().opens != face.counters().closes;
-        };
-        const bool left_open =
-            is_open(monitor_.hub().superSpeedFace()) || is_open(monitor_.hub().highSpeedFace());
+        const bool is_first = met_.insert(phase_).second;
+        const unsigned step = isSecond() ? step_of_second : job_.step;
+        if (!with_faults_ || !(is_first || (full_ && request_ % step == 0)))
+            return;
+        for (const FaultKind& fault : fault_kinds) {
+            if (fault.strikes == Strikes::reply && replySize == 0)
+                continue;
+            for (int way = 0; way < (fault.strikes == Strikes::operation ? waysToTear() : 1); ++way) {
+                if (!full_ && !job_.in_pairs && tried_++ % bounded_step != 0)
+                    continue;
+                place_ = phase_ + " / " + fault.name;
+                if (split() != not_yet)
+                    continue;
+                alarm(most_seconds);
+                with_faults_ = false;
+                fault.arm(bus_.faults(), request_ * most_ways + static_cast<unsigned>(way), replySize);
+                tool_.ended = [=, &fault] { return repair(fault.strikes, way == 0); };
+                return;
+            }
+        }
+    }
+
+    /// Of tearing what a request starts that are worth a trial. The hub's erase is one request that moves every bit.
+    int waysToTear()
+    {
+        static const std::set<std::string> operations{"image", "mark", "start", "command"};
+        if (phase_ == "hub: erase")
+            return full_ && !isSecond() ? most_ways : few_ways;
+        return operations.count(phase_.substr(phase_.rfind(' ') + 1)) != 0 ? few_ways : 1;
+    }
+
+    Ending repair(Strikes struck, bool inPairs)
+    {
+        judge();
+        std::string needed = isDone() ? "nothing" : "the next start";
+        bus_.faults().clear();
+        if (struck == Strikes::request || struck == Strikes::reply) {
+            monitor_.plugIn();
+            settle();
+            if (start(false, false) != finished)
+                needed = "a power cycle";
+        }
+        powerCycle();
+        find(monitor_.scaler().runsUserCode() && scalerHolds() == mixture, "scaler starts a mixture");
+        inPairs = inPairs && full_ && job_.in_pairs && !isSecond() && struck == Strikes::operation;
+        const int cycled = start(false, inPairs);
+        if (cycled != finished)
+            needed = cycled == finished_older ? "older firmware" : "a programmer";
+        find(true, "needs " + needed);
+        return finished;
+    }
+
+    /// Finds what one would not wish; gives whether the tool has finished.
+    bool judge()
+    {
         const bool marked = std::memcmp(&scaler()[user_code_marker_at], marker, sizeof marker) == 0;
         const bool damaged = std::memcmp(scaler().data(), before_.scaler.data(), user_code_at) != 0;
         const bool asks = phase_[0] == 'd';
-        const bool breaks_rules = bus_.violations().count() != 0;
-        Verdict verdict{tool_.said == job_.ending && !tool_.frozen && isDone(), false, ""};
-        const auto find = [&](bool found, const std::string& what) { verdict.find(found ? what : ""); };
         find(monitor_.hub().flashIsValid() && hubHolds() == mixture,
              "hub flash marked valid holds a mixture");
         find(tool_.hub_done && hubHolds() != image, "hub update reports success, flash is not the image");
@@ -268,16 +182,27 @@ private:
              "success box shown, scaler's flash is not the image");
         find(job_.is_foreign && wrote_, "foreign file written");
         find(tool_.frozen, asks ? "tool asks the display for ever" : "run takes longer than 90 s");
-        find(left_open, "hub left open");
-        find(breaks_rules, breaks_rules ? "tool breaks a rule: " + bus_.violations().messages()[0] : "");
-        return verdict;
+        for (sim::HubFace* face : {&monitor_.hub().superSpeedFace(), &monitor_.hub().highSpeedFace()}) {
+            const auto& seen = face->counters();
+            find(seen.live_interfaces != 0 || seen.opens != seen.closes, "hub left open");
+        }
+        if (bus_.violations().count() != 0)
+            find(true, "tool breaks a rule: " + bus_.violations().messages()[0]);
+        return tool_.said == job_.ending && !tool_.frozen && isDone();
+    }
+
+    void find(bool found, const std::string& finding)
+    {
+        const std::string job = job_.name.toStdString() + (isSecond() ? ", second of two" : "");
+        const std::string line = finding + " / " + job + " / " + place_ + '\n';
+        if (found && write(results_, line.data(), line.size()) < 0)
+            std::_Exit(EXIT_FAILURE);
     }
 
     void powerCycle()
     {
-        monitor_.cutPower();
+        monitor_.powerCycle();
         monitor_.plugIn();
-        monitor_.powerOn();
         settle();
     }
     void settle() { bus_.clock().advance(2 * sim::VirtualMonitor::start_up_time); }
@@ -287,50 +212,37 @@ private:
     Content scalerHolds()
     {
         if (std::memcmp(&scaler()[user_code_at], &after_.scaler[user_code_at], user_code_size) == 0)
-            return image;
+            return image; // of the scaler only the user code counts
         return scaler() == before_.scaler ? old : mixture;
     }
     bool isDone() { return hubHolds() == image && scalerHolds() == image; }
+    bool isSecond() const { return runs_with_faults_ == 2; }
     const Bytes& hub() { return monitor_.hub().flash(); }
     const Bytes& scaler() { return monitor_.scaler().flash().bytes(); }
 
     const Job& job_;
-    const Share share_;
+    const bool full_;
+    const int results_;
     sim::VirtualBus bus_;
     sim::VirtualMonitor monitor_;
     Tool tool_;
-    const Flashes before_;
-    const Flashes after_; ///< of the scaler only the user code counts
-    Shared& shared_;
+    const Contents<Bytes> before_;
+    const Contents<Bytes> after_;
     PhaseReader phases_;
     std::string phase_;
-    std::map<std::string, unsigned> met_; ///< phases of this run
+    std::string place_ = "the run without a fault / none";
+    std::set<std::string> met_; ///< phases of this run
     bool wrote_ = false;
     bool with_faults_ = false;
-    bool is_second_ = false;
+    int runs_with_faults_ = 0; ///< a second one repairs what a fault in the first has left
     unsigned request_ = 0;
-    unsigned taken_ = 0;
     unsigned tried_ = 0;
 };
 
 } // namespace
 
-void Verdict::find(const std::string& finding)
+void runWithFaults(const Job& job, bool full, int results)
 {
-    const std::string all = findings;
-    if (all.find(finding) == std::string::npos)
-        (all + finding + '\n').copy(findings, sizeof findings - 1);
+    Trials(job, full, results).run();
+    std::_Exit(EXIT_SUCCESS);
 }
-
-void Outcome::writeTo(int pipe) const
-{
-    if (write(pipe, this, sizeof *this) != sizeof *this)
-        std::_Exit(EXIT_FAILURE);
-}
-
-void runWithFaults(const Job& job, const Share& share)
-{
-    Trials(job, share).runWithFaults();
-}
-
-} // namespace sweep

@@ -2,44 +2,35 @@
 /// each fault, in which it strikes, and the tool goes on with it.
 #pragma once
 
-#include "jobs.h"
+#include "app/texts.h"
+#include "sim/monitor/monitor_setup.h"
 
-#include <string>
+#include <QByteArray>
 
-namespace sweep {
+#include <vector>
 
-/// Of a start of the tool.
-struct Verdict
+template <typename Bytes>
+struct Contents
 {
-    bool finished = false;           ///< said what it should, and both flashes are as they should be
-    bool finished_older = false;     ///< not it, but the start after it, when the user took older firmware
-    char findings[1000] = "crash\n"; ///< what one would not wish, in lines
-
-    void find(const std::string& finding);
+    Bytes hub;
+    Bytes scaler;
 };
 
-/// Of a trial. All processes are copies of one, so its constants lie at the same place in each.
-struct Outcome
+struct Job
 {
-    const Job* job = nullptr;
-    bool is_second = false; ///< the fault has struck the run that was to repair what another one had left
-    char phase[40] = "";
-    const char* fault = "";
-    const char* repair = "?"; ///< what brought both flashes to hold their images
-    Verdict verdict;
-
-    void writeTo(int pipe) const;
+    QString name;
+    sim::MonitorSetup setup;
+    Contents<QByteArray>
+        before; ///< in the flashes; without one for the scaler, it runs what it left the factory with
+    Contents<QByteArray> files;              ///< of the bundle
+    unsigned step = 1;                       ///< in full: every step-th request, and the first of each phase
+    QString ending = texts::alreadyLatest(); ///< what the tool says without a fault; empty: it ends itself
+    bool is_foreign = false;                 ///< the files are not meant for the monitor
+    bool in_pairs = false; ///< a second fault strikes runs that repair what a power cut has left
 };
 
-struct Share
-{
-    bool full = false;
-    unsigned lane = 0; ///< of so many, which take turns
-    unsigned lanes = 1;
-    int outcomes = -1; ///< the pipe for them
-};
+std::vector<Job> allJobs();
 
-/// Ends the process.
-[[noreturn]] void runWithFaults(const Job& job, const Share& share);
-
-} // namespace sweep
+/// Writes lines "finding / job / phase / fault" to `results`, one of which says what each trial needed to bring both
+/// flashes to hold their images. Ends the process.
+[[noreturn]] void runWithFaults(const Job& job, bool full, int results);
