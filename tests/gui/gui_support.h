@@ -11,6 +11,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QProgressBar>
+#include <QRegularExpression>
 #include <QTest>
 #include <QWindow>
 
@@ -182,12 +183,10 @@ struct Bench
         boxes.seen.clear();
         bus.log().clear();
         Hand::press(dialog, "btnUpdate");
-        int hub = 0;
-        int scaler = 0;
-        for (const sim::WireRecord& record : bus.log().records()) {
-            hub += record.setup.request == 0xE8 ? 1 : 0;
-            scaler += record.setup.value == 0x60 && record.data == std::vector<std::uint8_t>{0xB9} ? 1 : 0;
-        }
+        const QString wire = QString::fromStdString(bus.log().text());
+        const auto hub = wire.count(QRegularExpression("#. .. E8 "));
+        const auto scaler = wire.count(
+            QRegularExpression("#. .. .. 0060 .*: ?B9\n", QRegularExpression::CaseInsensitiveOption));
         const QString done = QString("erased %1+%2").arg(hub).arg(scaler);
         const QString reset = monitor.display().factoryResets() > 0 ? ", reset" : "";
         return QStringList{named(boxes.seen), label("lblInfo"), offers(),

@@ -17,8 +17,7 @@ namespace {
 
 using Action = std::function<void()>;
 
-constexpr int stayed = 99;          ///< exit status of a copy whose event loop came to its end
-constexpr unsigned time_limit = 10; ///< seconds for a copy, which needs a twentieth of one
+constexpr int stayed = 99; ///< exit status of a copy whose event loop came to its end
 
 /// What a copy plays with.
 struct World
@@ -28,11 +27,11 @@ struct World
     std::optional<Hand> boxes; // its timer needs the application
     int output = -1;           ///< where the program's standard output can be read
     QString remark;
+    Action user;
 };
 
 // NOLINTBEGIN: no signal handler, exit handler or start-up hook has a context
 World* world = nullptr;
-Action whenStarted = [] {};
 char& ending =
     *static_cast<char*>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
 int argumentCount = 1;
@@ -41,7 +40,11 @@ char* arguments[] = {programName, nullptr};
 // NOLINTEND
 void startUp()
 {
-    whenStarted();
+    if (world == nullptr)
+        return;
+    world->boxes.emplace();
+    world->boxes->answers = QStringList{"Yes", "Reset OSD Setting", "OK"};
+    QTimer::singleShot(0, qApp, world->user);
 }
 Q_COREAPP_STARTUP_FUNCTION(startUp)
 
@@ -55,9 +58,10 @@ void leaveBehind()
 
 [[noreturn]] void play(const Action& before, const Action& user)
 {
-    alarm(time_limit);
+    alarm(10); // seconds; a copy needs a twentieth of one
     World played;
     world = &played;
+    world->user = user;
     int output[2];
     if (pipe2(output, O_NONBLOCK) != 0 || dup2(output[1], STDOUT_FILENO) < 0)
         std::_Exit(EXIT_FAILURE);
@@ -76,11 +80,6 @@ void leaveBehind()
     };
     for (const int number : {SIGINT, SIGHUP, SIGTERM})
         std::signal(number, atSignal);
-    whenStarted = [&] {
-        world->boxes.emplace();
-        world->boxes->answers = QStringList{"Yes", "Reset OSD Setting", "OK"};
-        QTimer::singleShot(0, qApp, user);
-    };
     before();
     const rlimit nothing{0, 0}; // a single byte for a file is a signal that ends the process
     setrlimit(RLIMIT_FSIZE, &nothing);
@@ -133,11 +132,6 @@ Action inAWrite(const Action& something)
     };
 }
 
-Action raises(int number)
-{
-    return inAWrite([=] { kill(getpid(), number); });
-}
-
 void look()
 {
     static char log[0x10000];
@@ -158,9 +152,9 @@ const QMap<QString, Action> users{
     {"Escape", [] { Hand::pressEscape(*g_dialog); }},
     {"update", inAWrite([] {})},
     {"close", inAWrite([] { QMetaObject::invokeMethod(g_dialog, "close", Qt::QueuedConnection); })},
-    {"Ctrl-C", raises(SIGINT)},
-    {"closed terminal", raises(SIGHUP)},
-    {"logout", raises(SIGTERM)},
+    {"Ctrl-C", inAWrite([] { kill(getpid(), SIGINT); })},
+    {"closed terminal", inAWrite([] { kill(getpid(), SIGHUP); })},
+    {"logout", inAWrite([] { kill(getpid(), SIGTERM); })},
     {"looks", inAWrite(look)},
     {"closes the log", inAWrite([] { close(world->output); })}};
 
