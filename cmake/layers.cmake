@@ -13,7 +13,8 @@ target_link_libraries(fw_options INTERFACE fw_hardening)
 target_compile_options(fw_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
   -Woverloaded-virtual $<$<BOOL:${FW_WERROR}>:-Werror>)
 if(FW_SANITIZE)
-  target_compile_options(fw_options INTERFACE -fsanitize=${FW_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(fw_options INTERFACE -fsanitize=${FW_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>) # g++ takes instrumented library code for uninitialized
   target_link_options(fw_options INTERFACE -fsanitize=${FW_SANITIZE})
 endif()
 
