@@ -6,12 +6,8 @@ program=$1
 folder=$(mktemp -d) || exit 1
 trap 'rm -rf "$folder"' EXIT
 cd "$folder" || exit 1
-failures=0
 
-fail() {
-  echo "$*"
-  failures=$((failures + 1))
-}
+fail() { echo "$*" && exit 1; }
 
 # expect STATUS WORDS ARGUMENTS...: runs the program; WORDS, if any, have to be in what it prints.
 expect() {
@@ -20,7 +16,7 @@ expect() {
   "$program" "$@" >printed 2>&1
   status=$?
   [ $status -eq "$wanted" ] || fail "make_firmware $*: exit status $status instead of $wanted"
-  [ -z "$words" ] || grep -qF -- "$words" printed || { fail "make_firmware $*: no '$words' in"; cat printed; }
+  [ -z "$words" ] || grep -qF -- "$words" printed || fail "make_firmware $*: no '$words' in: $(cat printed)"
 }
 
 # holds FILE OFFSET BYTES WHAT: the bytes are at that offset, in hexadecimal.
@@ -29,60 +25,23 @@ holds() {
   [ "$found" = "$3" ] || fail "$4 in $1, at $2: $found instead of $3"
 }
 
-# spoilt FILE OFFSET BYTES: a copy of the file with other bytes there, in octal.
-spoilt() {
-  cp "$1" spoilt.bin
-  printf "$3" | dd of=spoilt.bin bs=1 seek=$(($2)) conv=notrunc 2>/dev/null
-}
-
 expect 0 '' hub --version 1.3 hub.bin
 holds hub.bin 0x7EF9 0103 'version'
 holds hub.bin 0xFF00 55aa 'vendor-config block'
 holds hub.bin 0xFEF0 55aa 'mark'
-expect 0 'vendor config  at 0xff00' show hub.bin
 expect 0 'checksum       0x5f6a' show hub.bin # the same bytes on every machine
-spoilt hub.bin 0xFEF0 'U\0'
-expect 0 'mark           none' show spoilt.bin
-spoilt hub.bin 0xFEF0 '\377\377'
-expect 0 'mark           blank' show spoilt.bin
-spoilt hub.bin 0xFF00 'N'
-expect 1 'neither a hub image' show spoilt.bin
 
 expect 0 '' scaler --version 12.0 --model QX1650 --size 0x100000 scaler.bin
 holds scaler.bin 0xF8FE aa550c00 'user-code mark and version'
 holds scaler.bin 0xF906 5158313635300000000000000000000000000000 'model'
-holds scaler.bin 0xFF8FE ffff 'room for the marker of the updater'
-spoilt scaler.bin 0xFFF00 '\074\303' # what looks like a vendor-config block does not make it a hub image
-expect 0 'user code      marked' show spoilt.bin
-spoilt scaler.bin 0xF8FE '\0'
-expect 0 'user code      not marked' show spoilt.bin
-spoilt scaler.bin 0xF907 '\007'
-expect 0 'model          Q?1650' show spoilt.bin
-expect 0 '' scaler --version 12.0 --model QX1650 scaler.bin
-expect 0 'checksum       0xcb2' show scaler.bin
 expect 0 'warning' scaler --version=200.1 --model QX1650 scaler.bin
-expect 0 '200.1 (negative' show hub.bin scaler.bin
 
-: >empty.bin
-expect 1 'empty.bin: too short' show empty.bin hub.bin
 head -c 32506 hub.bin >short.bin
 expect 1 'too short' show short.bin
-head -c 65536 /dev/zero >foreign.bin
-expect 1 'neither a hub image' show foreign.bin
 for unreadable in missing.bin .; do expect 1 'cannot read' show $unreadable; done
 expect 1 'cannot write' hub --version 1.3 missing/hub.bin
-[ ! -e /dev/full ] || expect 1 'cannot write' hub --version 1.3 /dev/full
-expect 0 'Usage:' --help
-expect 2 'name a command'
-expect 2 'no such command' hubs
-expect 2 'name the files' show
-expect 2 'one file' hub --version 1.3 a b
 expect 2 '--version is missing' hub a
 for version in 1.256 1 1.; do expect 2 'no version' hub --version $version a; done
-expect 2 'no size' hub --version 1.3 --size 64k a
 for size in 32768 262400 65537; do expect 2 'size' hub --version 1.3 --size $size a; done
 for size in 65536 1048577; do expect 2 'size' scaler --version 1.3 --model QX1650 --size $size a; done
-for model in Q 'QX	1650' 'TWENTY-ONE CHARACTERS'; do expect 2 'model name' scaler --version 1.3 --model "$model" a; done
-expect 2 'model' hub --version 1.3 --model QX1650 a
 [ ! -e a ] || fail "a refused command wrote its file"
-exit $failures

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <libusb.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <umockdev.h>
 #include <unistd.h>
@@ -155,17 +154,6 @@ TEST_F(Libusb, ARequestHasFiveSecondsOrItsOwnLimit)
     EXPECT_EQ(g_linux->timeout, 5000U);
     EXPECT_EQ(g_Dev->controlRequest(seam::enable, 1, 10000), success);
     EXPECT_EQ(g_linux->timeout, 10000U);
-}
-
-TEST_F(Libusb, WithoutADescriptorThereIsNoList)
-{
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit none{0, before.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-    EXPECT_FALSE(HH_Open(nullptr));
-    setrlimit(RLIMIT_NOFILE, &before);
-    EXPECT_EQ(g_ErrCode, hub::error_enumeration);
 }
 
 TEST_F(Libusb, TheLockIsOnAllNodesOfTheVendor)

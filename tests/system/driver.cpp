@@ -33,17 +33,9 @@ constexpr int tick_ms = 20;
 constexpr int patience_ms = 240000;
 constexpr int gave_up = 99;
 
-QElapsedTimer startedTimer()
-{
-    QElapsedTimer timer;
-    timer.start();
-    return timer;
-}
-
 void say(const QString& text)
 {
-    static const QElapsedTimer since = startedTimer();
-    std::printf("driver: %3lld s  %s\n", since.elapsed() / 1000, qPrintable(text));
+    std::printf("driver: %s\n", qPrintable(text));
     std::fflush(stdout);
 }
 
@@ -53,7 +45,6 @@ public:
     Driver(const QString& stepsFile, QObject* parent)
         : QObject(parent)
     {
-        say("is in");
         QFile file(stepsFile);
         if (!file.open(QIODevice::ReadOnly))
             giveUp("cannot read " + stepsFile);
@@ -141,19 +132,16 @@ private:
     bool hold(const QString& file)
     {
         QFile(file).open(QIODevice::WriteOnly);
-        say("holds the program");
         while (QFile::exists(file))
             QThread::msleep(tick_ms);
-        say("lets it go on");
         return true;
     }
 
     QDialog* findDialog() const
     {
-        for (QWidget* widget : QApplication::topLevelWidgets()) {
+        for (QWidget* widget : QApplication::topLevelWidgets())
             if (widget->inherits("FW_Update_Tool"))
                 return qobject_cast<QDialog*>(widget);
-        }
         return nullptr;
     }
 

@@ -35,12 +35,6 @@ inline std::string wireLine(const sim::WireRecord& record)
     return format("%02X %02X %04X %04X %d", s.request_type, s.request, s.value, s.index, s.length);
 }
 
-inline Lines operator+(Lines a, const Lines& b)
-{
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
 /// Answers every request with `status` and the beginning of `reply`, or with the values that `reads` has.
 class Responder : public sim::BusDevice
 {

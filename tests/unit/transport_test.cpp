@@ -68,9 +68,6 @@ TEST_F(Session, KnowsSpeedAndLocation)
     }
     device().troubles.speed = platform::io_error;
     check("a speed that cannot be read is unknown", now(), "= E00002BC 0");
-    check("the location is the system's", Results{HH_GetLocation(&location), location}, "= 1 14100000");
-    device().troubles.location = platform::io_error;
-    check("a location that cannot be read is none", HH_GetLocation(&location), "= 0");
 }
 
 TEST_F(VendorCommands, AreTheseRequests)
