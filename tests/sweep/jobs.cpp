@@ -7,17 +7,17 @@ using namespace firmware;
 std::vector<Job> allJobs()
 {
     const QByteArray small = buildHub({1, 2}, 0x8200);
-    const QByteArray new_small = buildHub({2, 5}, small.size());
+    const QByteArray new_small = buildHub({2, 5}, 0x8200);
     const QByteArray whole = buildHub({1, 2}, 0x10000);
-    const QByteArray new_whole = buildHub({2, 5}, whole.size());
-    const QByteArray no_hub = buildHub({0, 0}, whole.size()); // never newer
-    const QByteArray bad_hub = buildHub({0x90, 1}, whole.size());
+    const QByteArray new_whole = buildHub({2, 5}, 0x10000);
+    const QByteArray no_hub = buildHub({0, 0}, 0x10000); // never newer
+    const QByteArray bad_hub = buildHub({0x90, 1}, 0x10000);
     const QByteArray text(40000, 'a'); // nothing makes the hub start it
     const QByteArray current = buildScaler({11, 0}, "QX1650", 0x10001);
-    const QByteArray earlier = buildScaler({12, 1}, "QX1650", current.size());
-    const QByteArray scaler = buildScaler({12, 3}, "QX1650", current.size());
+    const QByteArray earlier = buildScaler({12, 1}, "QX1650", 0x10001);
+    const QByteArray scaler = buildScaler({12, 3}, "QX1650", 0x10001);
     const QByteArray scaler_1320 = buildScaler({12, 3}, "QX1320", 0x10180);
-    const QByteArray earlier_1655 = buildScaler({12, 1}, "QX1655", current.size());
+    const QByteArray earlier_1655 = buildScaler({12, 1}, "QX1655", 0x10001);
     const QByteArray scaler_1655 = buildScaler({12, 3}, "QX1655", 0x18000);
     const QByteArray unmarked = QByteArray(scaler).replace(0xF8FE, 1, "b");
 
