@@ -40,7 +40,6 @@ head -c 32506 hub.bin >short.bin
 expect 1 'too short' show short.bin
 for unreadable in missing.bin .; do expect 1 'cannot read' show $unreadable; done
 expect 1 'cannot write' hub --version 1.3 missing/hub.bin
-expect 2 '--version is missing' hub a
 for version in 1.256 1 1.; do expect 2 'no version' hub --version $version a; done
 for size in 32768 262400 65537; do expect 2 'size' hub --version 1.3 --size $size a; done
 for size in 65536 1048577; do expect 2 'size' scaler --version 1.3 --model QX1650 --size $size a; done
