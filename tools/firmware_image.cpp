@@ -142,9 +142,7 @@ std::optional<HubFacts> inspectHub(const QByteArray& image)
         if (std::find(block_tags.begin(), block_tags.end(), image.mid(block, 2)) == block_tags.end())
             continue;
         const QByteArray mark = block < mark_before_block ? "" : image.mid(block - mark_before_block, 2);
-        return HubFacts{static_cast<int>(block), mark == valid_mark ? "valid"
-                                                 : mark == blank    ? "blank"
-                                                                    : "none"};
+        return HubFacts{block, mark == valid_mark ? "valid" : mark == blank ? "blank" : "none"};
     }
     return {};
 }

@@ -31,7 +31,7 @@ QByteArray buildScaler(FirmwareVersion version, const QByteArray& model, int siz
 
 struct HubFacts
 {
-    int vendor_config_at = 0;
+    qsizetype vendor_config_at = 0;
     QByteArray mark; ///< "valid", "blank" or "none"
 };
 

@@ -57,9 +57,9 @@ double paceOf(const QString& text)
 {
     bool good = false;
     const double pace = text.toDouble(&good);
-    if (!good || !(pace >= 0.01 && pace <= 100))
-        misuse("no such pace: " + text);
-    return pace;
+    if (good && pace >= 0.01 && pace <= 100)
+        return pace;
+    misuse("no such pace: " + text);
 }
 
 Options parseOptions()

@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const int behind = bytes.size() - mark - 16;
     require(mark == -1 || (mark >= 0 && behind >= 256 && behind % 256 == 0));
     const auto facts = firmware::inspectHub(bytes);
-    require(!facts || mark == std::max(facts->vendor_config_at - 16, -1));
+    require(!facts || mark == std::max<qsizetype>(facts->vendor_config_at - 16, -1));
     require(!facts || mark == -1 || (facts->mark == "valid") == (bytes.mid(mark, 2) == "\x55\xAA"));
     return 0;
 }

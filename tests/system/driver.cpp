@@ -163,9 +163,7 @@ private:
 
 void startDriver()
 {
-    const QString steps = qEnvironmentVariable("FW_DRIVER_STEPS");
-    if (!steps.isEmpty())
-        new Driver(steps, qApp);
+    new Driver(qEnvironmentVariable("FW_DRIVER_STEPS"), qApp);
 }
 
 } // namespace
