@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::uint8_t* found = Flash_GetVendorConfigAddr(exact.get(), static_cast<int>(length));
     const int mark = found != nullptr ? static_cast<int>(found - exact.get()) : -1;
     // A whole block of 256 bytes stands 16 bytes behind it, on a block border counted from the end.
-    const int behind = bytes.size() - mark - 16;
+    const auto behind = bytes.size() - mark - 16;
     require(mark == -1 || (mark >= 0 && behind >= 256 && behind % 256 == 0));
     const auto facts = firmware::inspectHub(bytes);
     require(!facts || mark == std::max<qsizetype>(facts->vendor_config_at - 16, -1));
