@@ -134,8 +134,8 @@ bool FW_Update_Tool::updateHub()
         return false;
     QByteArray image = readImage(imagePath(hubBinFile));
     std::int32_t result = hub::hub_update_failed;
-    if (!image
-             .isEmpty()) { // it may have gone since it was offered, and an old hub is better than an erased one
+    // The file may have gone since it was offered, and a hub with old firmware is better than an erased one.
+    if (!image.isEmpty()) {
         OpenDevice(0);
         ui.bar1->setValue(0);
         result = writeHub(image);

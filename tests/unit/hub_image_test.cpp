@@ -49,7 +49,7 @@ TEST(StringRecords, AreCopiedUntilTheBufferEnds)
     EXPECT_EQ(parse({4, 3, 'a', 'b', 0, 7}), "ab,-,-,0") << "length 0 does not end them";
     EXPECT_EQ(parse({4, 3, 'a', 'b', 4, 3, 'x'}), "ab,-,-,4") << "one that passes the end is read";
     EXPECT_EQ(parse({4, 3, 'a', 'b'}), "ab,-,-,4") << "the last may not end with the buffer";
-    EXPECT_EQ(parse({1, 2, 0, 0}), ",,-,0") << "shorter than its header it has a text";
+    EXPECT_EQ(parse({1, 2, 'x', 0}), ",,-,0") << "shorter than its header it has a text";
     EXPECT_EQ(parse({5, 3, 'a', 'b'}), "-,-,-,5") << "a first one that passes the end is read";
     EXPECT_EQ(parse({}), "-,-,-,0") << "found in nothing";
 }
