@@ -6,7 +6,6 @@
 #include "app/image_fields.h"
 #include "app/resource_folder.h"
 #include "app/texts.h"
-
 #include "hub/api/hub_api.h"
 
 #include <QCoreApplication>

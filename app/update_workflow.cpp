@@ -20,7 +20,6 @@
 #include "app/process.h"
 #include "app/resource_folder.h"
 #include "app/texts.h"
-
 #include "hub/api/hub_api.h"
 #include "hub/platform/clock.h"
 

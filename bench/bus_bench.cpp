@@ -3,10 +3,9 @@
 #include "bench/bench.h"
 #include "hub/transport/session.h"
 
+#include <cstdlib>
 #include <libusb.h>
 #include <umockdev.h>
-
-#include <cstdlib>
 
 namespace {
 

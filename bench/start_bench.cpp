@@ -3,12 +3,11 @@
 /// what its parent held.
 #include "bench/bench.h"
 
+#include <cstdlib>
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <cstdlib>
 
 namespace {
 

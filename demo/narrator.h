@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QString>
+
 #include <cstdio>
 
 class Narrator

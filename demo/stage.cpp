@@ -1,12 +1,12 @@
 #include "stage.h"
 
+#include "app/startup.h"
+
 #include <QCheckBox>
 #include <QDir>
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
-
-#include "app/startup.h"
 
 namespace {
 

@@ -1,13 +1,14 @@
 /// The dialog as the walkthrough plays it: takes pictures, answers message boxes, follows the progress bar.
 #pragma once
 
-#include <QImage>
-#include <deque>
-#include <vector>
-
 #include "app/fw_update_tool.h"
 #include "demo/hand.h"
 #include "narrator.h"
+
+#include <QImage>
+
+#include <deque>
+#include <vector>
 
 /// One message box that a story expects, the button that is pressed in it, and the name of its picture.
 struct Answer

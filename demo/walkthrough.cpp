@@ -1,19 +1,20 @@
 /// The demo played by itself: the real dialog on a virtual monitor, offscreen. It tells every step, keeps a
 /// picture of each state and box in build/demo/, writes down what went over the wire in the first story, and
 /// exits with 0 only when the monitor ends as it should.
-#include <QApplication>
-#include <QDir>
-#include <QFile>
-#include <QProcess>
-#include <QSettings>
-#include <cstdlib>
-
 #include "app/startup.h"
 #include "hub/api/hub_api.h"
 #include "narrator.h"
 #include "sim/bus/virtual_bus.h"
 #include "sim/virtual_monitor.h"
 #include "stage.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QSettings>
+
+#include <cstdlib>
 
 namespace {
 

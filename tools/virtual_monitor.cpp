@@ -1,5 +1,6 @@
 /// virtual_monitor: a monitor in software, plugged into the running kernel.
 #include "sim/virtual_monitor.h"
+
 #include "sim/bus/virtual_bus.h"
 #include "sim/vhci/vhci_front.h"
 #include "tools/command_line.h"

@@ -1,11 +1,11 @@
 /// The flat functions over the current hub object.
 #include "hub/api/hub_api.h"
 
-#include <cstdio>
-#include <cstring>
-
 #include "hub/api/hvx_hub.h"
 #include "hub/transport/session.h"
+
+#include <cstdio>
+#include <cstring>
 
 CHvxHub* g_hub = nullptr;
 char g_logBuf[1024] = {};

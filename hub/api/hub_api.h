@@ -14,10 +14,10 @@
 /// WriteI2C and the two updates print their first text even then. The display scaler is "Scalar" in names and texts.
 #pragma once
 
-#include <cstdint>
-
 #include "hub/progress_callback.h"
 #include "hub/result_codes.h"
+
+#include <cstdint>
 
 class CHvxHub;
 

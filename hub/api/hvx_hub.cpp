@@ -1,15 +1,15 @@
 /// The hub device object: short methods that check and delegate.
 #include "hub/api/hvx_hub.h"
 
-#include <array>
-#include <cstdio>
-
 #include "hub/firmware/hub_status.h"
 #include "hub/firmware/hub_update.h"
 #include "hub/i2c/bridge.h"
 #include "hub/i2c/scaler_update.h"
 #include "hub/transport/session.h"
 #include "hub/transport/vendor_commands.h"
+
+#include <array>
+#include <cstdio>
 
 namespace {
 

@@ -5,10 +5,10 @@
 /// exists. Failures are booleans and the lines named here (each with a line end); one thread only.
 #pragma once
 
-#include <cstdint>
-
 #include "hub/progress_callback.h"
 #include "hub/result_codes.h"
+
+#include <cstdint>
 
 /// An object starts with all fields zero: closed, without a location buffer.
 class CHvxHub

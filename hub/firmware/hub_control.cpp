@@ -1,13 +1,13 @@
 /// Restarts, erase and version of the hub chip.
 #include "hub/firmware/hub_control.h"
 
-#include <array>
-#include <chrono>
-
 #include "hub/firmware/hub_status.h"
 #include "hub/platform/clock.h"
 #include "hub/transport/session.h"
 #include "hub/transport/vendor_commands.h"
+
+#include <array>
+#include <chrono>
 
 namespace {
 

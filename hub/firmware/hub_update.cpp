@@ -1,14 +1,14 @@
 /// The hub update: one function per stage, in order.
 #include "hub/firmware/hub_update.h"
 
+#include "hub/firmware/hub_control.h"
+#include "hub/firmware/hub_image.h"
+#include "hub/transport/vendor_commands.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
-
-#include "hub/firmware/hub_control.h"
-#include "hub/firmware/hub_image.h"
-#include "hub/transport/vendor_commands.h"
 
 namespace hub {
 

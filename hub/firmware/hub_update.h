@@ -6,10 +6,10 @@
 /// update finds it.
 #pragma once
 
-#include <cstdint>
-
 #include "hub/progress_callback.h"
 #include "hub/result_codes.h"
+
+#include <cstdint>
 
 namespace hub {
 

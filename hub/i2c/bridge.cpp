@@ -1,12 +1,12 @@
 /// The bridge requests; the table is in the header.
 #include "hub/i2c/bridge.h"
 
+#include "hub/transport/control_pipe.h"
+#include "hub/transport/setup_packet.h"
+
 #include <array>
 #include <cerrno>
 #include <cstdio>
-
-#include "hub/transport/control_pipe.h"
-#include "hub/transport/setup_packet.h"
 
 std::uint8_t m_uAddrLen = 0;
 std::uint8_t m_uDataLen = 0;

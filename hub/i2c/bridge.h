@@ -19,9 +19,9 @@
 /// No length is checked here; wLength carries its low 16 bits.
 #pragma once
 
-#include <cstdint>
-
 #include "hub/platform/usb_platform.h"
+
+#include <cstdint>
 
 namespace hub {
 

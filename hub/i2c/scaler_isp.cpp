@@ -1,12 +1,12 @@
 /// The scaler's ISP port: mode, protection, erase and programming. The register table is in the header.
 #include "hub/i2c/scaler_isp.h"
 
-#include <chrono>
-
 #include "hub/i2c/bridge.h"
 #include "hub/platform/clock.h"
 #include "hub/transport/control_pipe.h"
 #include "hub/transport/session.h"
+
+#include <chrono>
 
 namespace {
 

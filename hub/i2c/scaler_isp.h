@@ -38,9 +38,9 @@
 /// (errno). All waits block.
 #pragma once
 
-#include <cstdint>
-
 #include "hub/platform/usb_platform.h"
+
+#include <cstdint>
 
 /// Enters ISP mode, sets the flash opcodes, lifts both write protections and erases `blocks` blocks of
 /// 64 KiB, from block `blocks` with `userCode` and else from block 0. `outReg` and `cfgReg` are the 16-bit

@@ -1,14 +1,14 @@
 /// The scaler update: one function per stage, in order.
 #include "hub/i2c/scaler_update.h"
 
+#include "hub/i2c/bridge.h"
+#include "hub/i2c/scaler_isp.h"
+#include "hub/platform/clock.h"
+
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
-
-#include "hub/i2c/bridge.h"
-#include "hub/i2c/scaler_isp.h"
-#include "hub/platform/clock.h"
 
 namespace hub {
 

@@ -6,10 +6,10 @@
 /// 0x1FFFFF, for 32 blocks 0x200000 to 0x3FFFFF.
 #pragma once
 
-#include <cstdint>
-
 #include "hub/progress_callback.h"
 #include "hub/result_codes.h"
+
+#include <cstdint>
 
 namespace hub {
 

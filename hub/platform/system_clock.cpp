@@ -1,7 +1,7 @@
 /// Real sleep, for the platforms that drive real devices.
-#include <thread>
-
 #include "hub/platform/clock.h"
+
+#include <thread>
 
 void platform::sleepFor(std::chrono::microseconds duration)
 {

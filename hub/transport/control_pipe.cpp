@@ -1,10 +1,10 @@
 /// The generic senders of the control pipe.
 #include "hub/transport/control_pipe.h"
 
-#include <cstdio>
-
 #include "hub/transport/session.h"
 #include "hub/transport/setup_packet.h"
+
+#include <cstdio>
 
 namespace {
 

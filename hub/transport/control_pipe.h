@@ -13,10 +13,10 @@
 /// comes back unchanged (0 is success); without a session it is platform::not_found and nothing is sent.
 #pragma once
 
+#include "hub/platform/usb_platform.h"
+
 #include <cstddef>
 #include <cstdint>
-
-#include "hub/platform/usb_platform.h"
 
 namespace hub {
 

@@ -1,10 +1,10 @@
 /// Discovery of the hub and the process-wide session.
 #include "hub/transport/session.h"
 
-#include <utility>
-
 #include "hub/transport/hub_ids.h"
 #include "hub/transport/vendor_commands.h"
+
+#include <utility>
 
 std::unique_ptr<platform::Device> g_Dev;
 std::int32_t g_ErrCode = 0;

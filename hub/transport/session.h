@@ -4,11 +4,11 @@
 /// from 0. Nothing here prints; failures are the boolean results and `g_ErrCode`. One thread only.
 #pragma once
 
-#include <cstdint>
-#include <memory>
-
 #include "hub/platform/usb_platform.h"
 #include "hub/result_codes.h"
+
+#include <cstdint>
+#include <memory>
 
 /// The open hub; null when there is no session. HH_Open sets it, HH_Close releases it.
 extern std::unique_ptr<platform::Device> g_Dev;

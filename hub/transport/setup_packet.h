@@ -1,9 +1,9 @@
 /// The bytes of a setup packet, taken apart and put together.
 #pragma once
 
-#include <cstdint>
-
 #include "hub/platform/usb_platform.h"
+
+#include <cstdint>
 
 namespace hub {
 

@@ -17,9 +17,9 @@
 /// bits are sent. All return the status of Proxy_SendVendorCmd: 0 is success.
 #pragma once
 
-#include <cstdint>
-
 #include "hub/platform/usb_platform.h"
+
+#include <cstdint>
 
 /// The access code of the vendor-command enable request: the hub's own vendor id.
 constexpr std::uint16_t kVdCmdKey = 0x2E4D;

@@ -5,9 +5,8 @@
 #include <QTemporaryDir>
 
 #include <csignal>
-#include <optional>
-
 #include <fcntl.h>
+#include <optional>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>

@@ -1,20 +1,19 @@
 // The libusb of the machine on a simulated kernel. umockdev, with whose preload library the program is linked,
 // shows it sysfs files and device nodes (the kernel's ABI/*/sysfs-bus-usb); control transfers go to the virtual bus.
+#include "hub/platform/libusb/libusb_status.h"
+#include "seam_suite.h"
+
+#include <algorithm>
+#include <csignal>
 #include <fcntl.h>
+#include <filesystem>
 #include <libusb.h>
+#include <map>
+#include <set>
 #include <sys/file.h>
 #include <sys/wait.h>
 #include <umockdev.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <csignal>
-#include <filesystem>
-#include <map>
-#include <set>
-
-#include "hub/platform/libusb/libusb_status.h"
-#include "seam_suite.h"
 
 using Libusb = seam::Seam;
 using platform::success;

@@ -5,11 +5,11 @@
 /// platform against the SDK's own headers.
 #pragma once
 
+#include "seam_suite.h"
+
 #include <algorithm>
 #include <functional>
 #include <utility>
-
-#include "seam_suite.h"
 
 struct ScriptedObject;
 using UInt8 = std::uint8_t;

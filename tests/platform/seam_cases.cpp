@@ -1,9 +1,8 @@
 // The seam's contract, case by case; see seam_suite.h.
+#include "hub/transport/vendor_commands.h"
 #include "seam_suite.h"
 
 #include <numeric>
-
-#include "hub/transport/vendor_commands.h"
 
 namespace seam {
 

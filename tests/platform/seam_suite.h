@@ -3,10 +3,10 @@
 /// to run on. It shows the back end what is plugged into the virtual bus.
 #pragma once
 
+#include "../unit/hub_fixture.h"
+
 #include <deque>
 #include <memory>
-
-#include "../unit/hub_fixture.h"
 
 namespace seam {
 

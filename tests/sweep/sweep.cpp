@@ -3,9 +3,8 @@
 ///
 ///     sweep            the bounded share, on one core
 ///     sweep --full     all of it, on all cores
-#include "trial.h"
-
 #include "app/startup.h"
+#include "trial.h"
 
 #include <QApplication>
 #include <QDir>
@@ -15,9 +14,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <thread>
-
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {

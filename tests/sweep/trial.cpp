@@ -3,16 +3,14 @@
 
 #include "faults.h"
 #include "phases.h"
-#include "tool.h"
-
 #include "sim/virtual_monitor.h"
+#include "tool.h"
 
 #include <QThreadPool>
 
 #include <cstdlib>
 #include <cstring>
 #include <set>
-
 #include <sys/wait.h>
 #include <unistd.h>
 

@@ -15,18 +15,17 @@
 /// Equal events in a row are one with "x 3". In what is wanted, "..." stands for any events.
 #pragma once
 
-#include <fnmatch.h>
+#include "hub/api/hvx_hub.h"
+#include "hub_fixture.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <fnmatch.h>
 #include <functional>
 #include <optional>
 #include <regex>
 #include <sstream>
 #include <utility>
-
-#include "hub/api/hvx_hub.h"
-#include "hub_fixture.h"
 
 inline sim::When nth(int number, std::uint8_t type, std::uint8_t request)
 {

@@ -2,20 +2,19 @@
 /// a new process.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <deque>
-#include <map>
-#include <string>
-#include <vector>
-
 #include "hub/api/hub_api.h"
 #include "hub/i2c/bridge.h"
 #include "hub/transport/session.h"
 #include "sim/bus/virtual_bus.h"
 #include "sim/virtual_monitor.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <deque>
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <vector>
 
 using Bytes = std::vector<std::uint8_t>;
 using Lines = std::vector<std::string>;

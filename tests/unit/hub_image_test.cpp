@@ -1,11 +1,10 @@
 // The two parsers of the hub's image and text records. The buffers are exact heap blocks, so that a sanitizer
 // build sees any byte read beyond them.
-#include <gtest/gtest.h>
+#include "hub/firmware/hub_image.h"
 
+#include <gtest/gtest.h>
 #include <map>
 #include <vector>
-
-#include "hub/firmware/hub_image.h"
 
 using Bytes = std::vector<std::uint8_t>;
 

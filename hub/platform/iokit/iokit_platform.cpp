@@ -3,14 +3,13 @@
 /// A device is reached in three steps: its service in the registry, the service's plug-in, the plug-in's device
 /// interface. Each is a system object that this file owns and releases once. IOKit's status numbers are those of the
 /// seam and pass through unchanged.
+#include "hub/platform/usb_platform.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOCFPlugIn.h>
 #include <IOKit/IOKitLib.h>
 #include <IOKit/usb/IOUSBLib.h>
-
 #include <utility>
-
-#include "hub/platform/usb_platform.h"
 
 namespace {
 

@@ -5,12 +5,13 @@
 /// is an advisory lock, which the kernel drops when the process ends. The lock covers the nodes of all devices of
 /// the vendor, because a hub is one chip behind two nodes: while one face is open, no other process may use the
 /// other.
-#include <libusb.h>
+#include "hub/platform/libusb/libusb_status.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <fcntl.h>
+#include <libusb.h>
 #include <map>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -18,8 +19,6 @@
 #include <unistd.h>
 #include <utility>
 #include <vector>
-
-#include "hub/platform/libusb/libusb_status.h"
 
 namespace {
 
