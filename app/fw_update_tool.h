@@ -25,6 +25,16 @@ public:
     /// What Escape does.
     void reject() override;
 
+    // From detection:
+    bool newerFirmware = false; ///< the scaler image may be written: newer, or offered as a downgrade
+    bool hubNewer = false;      ///< the hub image is newer than the running hub firmware
+    // From the settings:
+    QString hubBinFile;        ///< hub image, a file name in the Resources folder
+    QString scalarBinFile;     ///< scaler image, likewise
+    QString hubBinCheckSum;    ///< unused: the dialog shows the checksum that it computes
+    QString scalarBinCheckSum; ///< likewise
+    QString modelName;         ///< until detection takes it from the scaler image
+
 protected:
     void closeEvent(QCloseEvent* event) override;
     void showEvent(QShowEvent* event) override;
@@ -62,17 +72,6 @@ private:
     /// Shows `box` in front of the dialog and waits for the answer.
     QMessageBox::StandardButton ask(QMessageBox& box) const;
 
-    bool newerFirmware = false; ///< the scaler image may be written: newer, or offered as a downgrade
-    bool hubNewer = false;      ///< the hub image is newer than the running hub firmware
-
-public:
-    QString hubBinFile;        ///< hub image, a file name in the Resources folder
-    QString scalarBinFile;     ///< scaler image, likewise
-    QString hubBinCheckSum;    ///< from the settings, unused: the dialog shows the checksum that it computes
-    QString scalarBinCheckSum; ///< likewise
-    QString modelName;         ///< from the settings, then from the scaler image
-
-private:
     Ui::FW_Update_ToolClass ui{};
 
     /// What the dialog is doing, from harmless to critical. Events are delivered meanwhile; their handlers check this

@@ -20,7 +20,7 @@ constexpr QRgb link_color = qRgb(135, 206, 250);
 
 void setScreenScaling()
 {
-#if QT_VERSION_MAJOR < 6 // later ones scale by themselves
+#if QT_VERSION_MAJOR < 6 // Qt 6 always scales
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
 #endif
@@ -40,7 +40,7 @@ void setFormLook()
 void readSettings(const QString& settingsPath, FW_Update_Tool& dialog)
 {
     QSettings settings(settingsPath, QSettings::IniFormat);
-#if QT_VERSION_MAJOR < 6 // later ones read nothing else
+#if QT_VERSION_MAJOR < 6 // Qt 6 reads only UTF-8
     settings.setIniCodec("UTF-8");
 #endif
     debugFormat(resourcesDir());
@@ -66,7 +66,7 @@ int runUpdateTool(int& argc, char** argv)
     // Never deleted: closing it ends the process, possibly from within a call that still uses it.
     g_dialog = new FW_Update_Tool;
     const QString settingsPath = resourcesDir() + "/Config.ini";
-    // No log file is written; diagnostics go to standard output.
+    // Formed and never used: the tool writes no log file.
     const QString logPath =
         QStandardPaths::writableLocation(QStandardPaths::TempLocation) + "/FW_Update_Tool_log.txt";
     readSettings(settingsPath, *g_dialog);

@@ -8,9 +8,10 @@
 /// is set by then, detects once more and offers to reset the OSD settings.
 ///
 /// A write fails when its image is missing, a request is refused, or the cable or the power is lost. A box says so,
-/// and "Update" stays disabled until the tool is restarted. An interrupted hub starts in its boot ROM, and an
-/// interrupted scaler lacks its completion marker, so the next run finds the firmware outdated and writes it again.
-/// A hub whose read-back or restart failed counts as written; the detection that follows offers it again.
+/// and "Update" stays disabled until the next detection: a restart of the tool, or a restore of its window. An
+/// interrupted hub starts in its boot ROM, and an interrupted scaler lacks its completion marker, so detection finds
+/// the firmware outdated and offers the update again. A hub whose read-back or restart failed counts as written; the
+/// detection that follows offers it again.
 ///
 /// To add a monitor model, add its case to scalerParameters() here, and its virtual twin to
 /// sim/monitor/monitor_setup.{h,cpp}.
