@@ -1,21 +1,16 @@
 /// Both updates on the virtual monitor, where a request takes no time but the processor's: how many requests they
 /// make, what they add to a bus on which each takes 125 us, what they allocate, and what each byte of an image costs.
 #include "app/fw_update_tool.h"
-#include "app/image_fields.h"
-#include "app/resource_folder.h"
 #include "bench/bench.h"
 #include "hub/api/hub_api.h"
 #include "sim/virtual_monitor.h"
+#include "tools/firmware_image.h"
 
 #include <QApplication>
-#include <QTemporaryFile>
 
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
 #include <new>
-#include <unistd.h>
 
 static std::size_t allocations = 0;
 
@@ -40,22 +35,15 @@ void operator delete(void* block, std::size_t /*size*/) noexcept
 
 namespace {
 
-constexpr std::size_t kib = 1024;
+constexpr int kib = 1024;
 constexpr double request_seconds = 125e-6;
 constexpr int block = 64 * kib;
 constexpr int scaler_size = 1024 * kib;
 constexpr int hub_size = 256 * kib;
 
-using Image = std::vector<std::uint8_t>;
-
-/// Good for both parts: with the scaler's user-code mark, and with the hub's vendor-config block and valid mark.
-/// The rest is blank, so that the scaler's second mark finds erased cells wherever the image ends.
-Image makeImage(std::size_t size)
+std::uint8_t* bytesOf(QByteArray& image)
 {
-    Image image(size, 0xFF);
-    image[0xF8FE] = image[size - 255] = image[size - 271] = 0xAA;
-    image[0xF8FF] = image[size - 256] = image[size - 272] = 0x55;
-    return image;
+    return reinterpret_cast<std::uint8_t*>(image.data());
 }
 
 struct Bench
@@ -68,19 +56,21 @@ struct Bench
             std::abort();
     }
 
-    void writeScaler(Image& image, ProgressCallback sink, std::int8_t asUserCode)
+    void writeScaler(QByteArray& image, ProgressCallback sink, std::int8_t asUserCode)
     {
         const auto length = static_cast<std::uint32_t>(image.size());
         const auto blocks = static_cast<std::uint8_t>(length / block);
-        if (UpdateScalarFw(image.data(), length, 0xFE28, 0x1038, blocks, asUserCode, sink, nullptr) != 0)
+        if (UpdateScalarFw(bytesOf(image), length, 0xFE28, 0x1038, blocks, asUserCode, sink, nullptr) !=
+            hub::scaler_update_success)
             std::abort();
         // Leaving ISP mode restarts the scaler.
         bus.clock().advance(sim::VirtualMonitor::start_up_time);
     }
 
-    void writeHub(Image& image, ProgressCallback sink) const
+    void writeHub(QByteArray& image, ProgressCallback sink) const
     {
-        if (UpdateHubFw(image.data(), static_cast<std::uint32_t>(image.size()), sink, nullptr) != 1)
+        const auto length = static_cast<std::uint32_t>(image.size());
+        if (UpdateHubFw(bytesOf(image), length, sink, nullptr) != hub::hub_update_success)
             std::abort();
     }
 
@@ -127,8 +117,8 @@ double allocationsInLoops(Update update)
 void benchUpdates()
 {
     Bench on;
-    Image scaler = makeImage(scaler_size);
-    Image hub = makeImage(hub_size);
+    QByteArray scaler = firmware::buildScaler({12, 0}, "QX1650", scaler_size);
+    QByteArray hub = firmware::buildHub({1, 3}, hub_size);
     const auto updateScaler = [&](ProgressCallback sink) { on.writeScaler(scaler, sink, 1); };
     const auto updateHub = [&](ProgressCallback sink) { on.writeHub(hub, sink); };
 
@@ -159,41 +149,16 @@ void benchUpdates()
 void benchBytes()
 {
     Bench on;
-    Image small = makeImage(512 * kib);
-    Image large = makeImage(2048 * kib);
-    const Image bytes = makeImage(4096 * kib);
-    const QByteArray image(reinterpret_cast<const char*>(bytes.data()), static_cast<int>(bytes.size()));
-    Image copy(bytes.size());
-    QTemporaryFile file;
-    if (!file.open() || file.write(image) != image.size() || !file.flush())
-        std::abort();
-    const QString path = file.fileName();
-    volatile std::uint64_t used = 0; // so that the compiler leaves nothing out
+    // Not as user code, so the scaler's whole flash takes them.
+    QByteArray small(512 * kib, '\0');
+    QByteArray large(2048 * kib, '\0');
     const std::uint64_t before = on.bus.requestCount();
     on.writeScaler(large, nullptr, 0);
     const auto requests = static_cast<double>(on.bus.requestCount() - before);
-    const auto readFile = [&] {
-        const int fd = open(path.toLocal8Bit().constData(), O_RDONLY | O_CLOEXEC);
-        QByteArray memory(image.size(), Qt::Uninitialized);
-        used += static_cast<std::uint64_t>(read(fd, memory.data(), bytes.size()));
-        close(fd);
-    };
     const auto time = bench::leastTimes({{"small", [&] { on.writeScaler(small, nullptr, 0); }},
-                                         {"large", [&] { on.writeScaler(large, nullptr, 0); }},
-                                         {"checksum16", [&] { used += checksum16(image); }},
-                                         {"memcpy",
-                                          [&] {
-                                              std::memcpy(copy.data(), bytes.data(), bytes.size());
-                                              used += copy[used % copy.size()];
-                                          }},
-                                         {"readImage", [&] { used += readImage(path).size(); }},
-                                         {"read", readFile}});
+                                         {"large", [&] { on.writeScaler(large, nullptr, 0); }}});
     bench::row("a byte of a 2 MiB scaler update / a byte of a 512 KiB one",
                time.at("large") / time.at("small") / 4, 1.5);
-    bench::row("checksum16 over 4 MiB / memcpy of the same bytes", time.at("checksum16") / time.at("memcpy"),
-               3);
-    bench::row("reading an image file of 4 MiB / read into memory", time.at("readImage") / time.at("read"),
-               1.5);
     bench::row("virtual monitor, one core: us a request (1 us: a million a second)",
                time.at("large") / requests * 1e6, 1);
 }
