@@ -165,7 +165,7 @@ std::int32_t UpdateHubFw(std::uint8_t* data, std::uint32_t len, ProgressCallback
 {
     std::puts("Update Hub Firmware function... ");
     if (!g_hub || !isOpenOr(invalid_handle))
-        return 0;
+        return hub::hub_update_failed;
     return g_hub->UpdateHubFw(data, len, callback, context);
 }
 

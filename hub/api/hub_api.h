@@ -77,7 +77,7 @@ int WriteI2C(std::uint32_t addr, std::uint8_t* buf, std::int16_t len);
 /// its boot ROM, where the next update finds it. Takes minutes and reports 10 to about 90 %; without a `callback`
 /// nothing is done.
 ///
-/// Returns hub::hub_update_success (**1**), also when the read-back, the comparison or the restart failed: the hub then
+/// Returns hub::hub_update_success (1), also when the read-back, the comparison or the restart failed: the hub then
 /// runs its ROM, and GetfwVersion tells. hub::hub_update_failed (0): closed, no callback, or the erase failed.
 /// hub::hub_update_no_rom_mode (41511): the hub did not enter its boot ROM. Any other value is the 32-bit status of
 /// the flash write that the hub refused. Prints the line "Update Hub Firmware function... ", a line for each stage,
@@ -90,7 +90,7 @@ std::int32_t UpdateHubFw(std::uint8_t* data, std::uint32_t len, ProgressCallback
 /// that it is complete follow last. Nothing is read back. Takes minutes; `callback` may be null and is given 20
 /// after the erase, then up to 100.
 ///
-/// Returns hub::scaler_update_success (**0**), or 41511 to 41521: the bridge, the preparation, a chunk or the marker
+/// Returns hub::scaler_update_success (0), or 41511 to 41521: the bridge, the preparation, a chunk or the marker
 /// failed, or the image is not usable (hub::scaler_update_...). A closed hub gives 0 too, so open it first. After a
 /// failure the scaler stays in its programming mode, without those two bytes, until its power is cycled; the next
 /// update then finishes the job. Prints the line "Update Scalar function... ", a line for a failure, and, when

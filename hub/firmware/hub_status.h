@@ -25,8 +25,14 @@ struct HubStatus
     /// Reads the first 16 bytes at `block`.
     static constexpr HubStatus decode(const std::uint8_t* block)
     {
-        return {bigEndian16(block), bigEndian16(block + 2), bigEndian16(block + 4), bigEndian16(block + 10),
-                block[13],          (block[15] & 0x02) != 0};
+        HubStatus status{};
+        status.vendorId = bigEndian16(block);
+        status.superSpeedPid = bigEndian16(block + 2);
+        status.highSpeedPid = bigEndian16(block + 4);
+        status.firmwareVersion = bigEndian16(block + 10);
+        status.resetMode = block[13];
+        status.runsCode = (block[15] & 0x02) != 0;
+        return status;
     }
 
 private:

@@ -61,6 +61,8 @@ constexpr std::uint8_t control_ready = 0x10;
 constexpr std::uint8_t control_check = 0x04;
 
 constexpr std::uint8_t check_blank = 0xDE;
+constexpr std::uint8_t setup_6c = 0x00;
+constexpr std::uint8_t setup_ed = 0x88;
 constexpr std::uint8_t ee_programming = 0x04;
 constexpr std::uint8_t ee_leave = 0x02;
 
@@ -214,10 +216,10 @@ platform::Status MP_Set_DefaultValue()
 {
     writeRegister(reg_read_opcode, opcode_read);
     writeRegister(reg_fast_read_opcode, opcode_fast_read);
-    writeRegister(reg_6c, 0x00);
+    writeRegister(reg_6c, setup_6c);
     writeRegister(reg_write_enable_opcode, opcode_write_enable);
     writeRegister(reg_enable_write_status_opcode, opcode_enable_write_status);
-    writeRegister(reg_ed, 0x88);
+    writeRegister(reg_ed, setup_ed);
     return writeRegister(reg_ee, ee_programming);
 }
 
@@ -257,7 +259,7 @@ bool MP_I2C_BlockErase(std::uint16_t first, std::uint16_t count)
 
 bool MP_I2C_Wait(std::uint32_t reg, std::uint32_t mask, std::uint32_t value, std::uint32_t timeoutMs)
 {
-    for (std::uint32_t attempt = 0; attempt < timeoutMs / 10; ++attempt) {
+    for (auto polls = std::chrono::milliseconds(timeoutMs) / poll_wait; polls > 0; --polls) {
         std::uint32_t local = 0;
         if (pollRead(reg, &local) != platform::success)
             return false;

@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 constexpr std::uint32_t chunk_size = 128;
 constexpr std::uint32_t user_code_min_size = 0x10001;
 constexpr std::uint32_t user_code_base = 0x100000;
-constexpr std::uint32_t marker_offset = 0xF8FE; ///< in the image
+constexpr std::uint32_t mark_offset = 0xF8FE; ///< in the image
 constexpr std::uint32_t marker_address = 0x1FF8FE;
 constexpr std::array<std::uint8_t, 2> marker = {0xAA, 0x55};
 
@@ -31,7 +31,7 @@ constexpr auto before_leaving = 40ms;
 
 bool isUserCodeImage(const std::uint8_t* data, std::uint32_t len)
 {
-    return len >= user_code_min_size && std::equal(marker.begin(), marker.end(), data + marker_offset);
+    return len >= user_code_min_size && std::equal(marker.begin(), marker.end(), data + mark_offset);
 }
 
 void report(ProgressCallback callback, void* context, std::uint8_t percent)
