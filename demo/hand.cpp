@@ -1,3 +1,4 @@
+/// Finds boxes, buttons and labels among the application's widgets.
 #include "demo/hand.h"
 
 #include <QAbstractButton>
@@ -9,7 +10,7 @@
 
 namespace {
 
-/// Without the mark of the key that presses it.
+/// The button's text without its mnemonic's '&'.
 QString caption(const QAbstractButton& button)
 {
     return button.text().remove('&');

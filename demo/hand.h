@@ -24,7 +24,7 @@ public:
 
     /// The message box that waits for an answer; null when there is none.
     static QMessageBox* openBox();
-    /// "warning [title] text (button, button)"; no tag in an "unformatted: " text is followed.
+    /// "warning [title] text (button, button)"; "unformatted: " before a text that is shown as plain text.
     static QString described(const QMessageBox& box);
     /// Presses the button of that caption; false when the box has none.
     static bool answer(const QMessageBox& box, const QString& caption);

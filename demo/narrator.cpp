@@ -1,4 +1,5 @@
-#include "narrator.h"
+/// Standard output is handed to the tool's log file; the story goes to a copy of the original.
+#include "demo/narrator.h"
 
 #include <cstdlib>
 #include <unistd.h>

@@ -1,4 +1,5 @@
-#include "stage.h"
+/// Plays the dialog through the hand, and checks on the way.
+#include "demo/stage.h"
 
 #include "app/startup.h"
 

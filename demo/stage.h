@@ -3,7 +3,7 @@
 
 #include "app/fw_update_tool.h"
 #include "demo/hand.h"
-#include "narrator.h"
+#include "demo/narrator.h"
 
 #include <QImage>
 

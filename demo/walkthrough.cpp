@@ -2,11 +2,11 @@
 /// picture of each state and box in build/demo/, writes down what went over the wire in the first story, and
 /// exits with 0 only when the monitor ends as it should.
 #include "app/startup.h"
+#include "demo/narrator.h"
+#include "demo/stage.h"
 #include "hub/api/hub_api.h"
-#include "narrator.h"
 #include "sim/bus/virtual_bus.h"
 #include "sim/virtual_monitor.h"
-#include "stage.h"
 
 #include <QApplication>
 #include <QDir>
@@ -20,6 +20,10 @@ namespace {
 
 const QString pictures_dir = FW_PICTURES_DIR;
 const char* const other_model_story = "--other-model";
+
+// Requests at which a story breaks off.
+constexpr std::uint8_t write_hub_flash = 0xC8;
+constexpr std::uint8_t write_scaler_flash = 0xC6;
 
 QString demoFile(const QString& name)
 {
@@ -113,7 +117,7 @@ void interruptedHub(Narrator& narrator, Stage& stage)
     narrator.heading("The cable is pulled while the hub is written");
     Scene scene({1, 2}, {12, 0});
     stage.open(resourcesDir() + "/Config.ini");
-    scene.bus.faults().unplug(sim::atMatch(sim::requestIs(0x40, 0xC8), 10));
+    scene.bus.faults().unplug(sim::atMatch(sim::requestIs(sim::vendor_out, write_hub_flash), 10));
     stage.pressUpdate(
         {{"Confirm to update firmware", "Yes", {}}, {"Update Hub FW Failed", "OK", "hub-failed"}});
     stage.picture("update-failed");
@@ -135,7 +139,8 @@ void interruptedScaler(Narrator& narrator, Stage& stage)
     Scene scene({1, 3}, {11, 0});
     stage.open(resourcesDir() + "/Config.ini");
     stage.picture("scaler-update-offered");
-    scene.bus.faults().cutPower(sim::atMatch(sim::requestIs(0x40, 0xC6), 100), sim::Moment::during);
+    scene.bus.faults().cutPower(sim::atMatch(sim::requestIs(sim::vendor_out, write_scaler_flash), 100),
+                                sim::Moment::during);
     stage.pressUpdate(
         {{"Confirm to update firmware", "Yes", {}}, {"Update Scalar FW Failed", "OK", "scaler-failed"}});
 

@@ -1,3 +1,4 @@
+/// The table of the header as a switch.
 #include "hub/platform/libusb/libusb_status.h"
 
 #include <libusb.h>
