@@ -22,7 +22,7 @@ constexpr const char* valid_mark = "\x55\xAA";
 constexpr std::array<const char*, 3> block_tags = {"\x55\xAA", "\xAA\x55", "\x3C\xC3"};
 
 constexpr int user_code_at = 0xF8FE;
-constexpr int model_least = 2;            ///< a single printable byte may stand in any file
+constexpr int model_size_min = 2;         ///< a single printable byte may stand in any file
 constexpr int scaler_size_min = 0x10001;  ///< the updater refuses shorter ones
 constexpr int scaler_size_max = 0x100000; ///< the user-code area of the flash
 constexpr int updater_marker_at = 0xFF8FE;
@@ -71,15 +71,15 @@ bool isPrintable(char letter)
     return letter >= 0x20 && letter < 0x7F;
 }
 
-QString sizeProblem(int size, int least, int most)
+QString sizeProblem(int size, int min, int max)
 {
-    return size >= least && size <= most ? QString()
-                                         : QString("the size must be %1 to %2 bytes").arg(least).arg(most);
+    return size >= min && size <= max ? QString()
+                                      : QString("the size must be %1 to %2 bytes").arg(min).arg(max);
 }
 
 bool isModelField(const QByteArray& field, const QByteArray& model)
 {
-    return model.size() >= model_least && std::all_of(model.begin(), model.end(), isPrintable) &&
+    return model.size() >= model_size_min && std::all_of(model.begin(), model.end(), isPrintable) &&
            field.count('\0') == field.size() - model.size();
 }
 
@@ -129,8 +129,8 @@ std::optional<ScalerFacts> inspectScaler(const QByteArray& image)
     if (image.size() < scaler_model_at + scaler_model_size ||
         (!user_code && !isModelField(image.mid(scaler_model_at, scaler_model_size), model)))
         return {};
-    std::replace_if(
-        model.begin(), model.end(), [](char letter) { return !isPrintable(letter); }, '?');
+    const auto unprintable = [](char letter) { return !isPrintable(letter); };
+    std::replace_if(model.begin(), model.end(), unprintable, '?');
     return ScalerFacts{model, user_code};
 }
 
