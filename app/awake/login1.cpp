@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int patience = 2000; ///< milliseconds for the manager, once the bus itself has answered
+constexpr int reply_timeout_ms = 2000; ///< for the manager, once the bus itself has answered
 
 /// Invalid where no manager answers or it does not grant the lock, as to a user who is not at the seat.
 QDBusUnixFileDescriptor takeLock()
@@ -21,7 +21,7 @@ QDBusUnixFileDescriptor takeLock()
             << "The monitor's firmware is being written"
             << "block";
     return QDBusReply<QDBusUnixFileDescriptor>(
-        QDBusConnection::systemBus().call(request, QDBus::Block, patience));
+        QDBusConnection::systemBus().call(request, QDBus::Block, reply_timeout_ms));
 }
 
 } // namespace

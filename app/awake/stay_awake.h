@@ -12,8 +12,8 @@ class StayAwake
 {
 public:
     /// Asks the operating system's power manager, which takes milliseconds. On Linux a manager that does not answer
-    /// is given 2 s; a system bus that accepts the connection and then says nothing blocks for as long as the D-Bus
-    /// library has patience with it, 25 s and more.
+    /// is given 2 s; a system bus that accepts the connection and then says nothing blocks for the D-Bus library's own
+    /// timeout, 25 s or more.
     StayAwake();
     ~StayAwake();
     StayAwake(const StayAwake&) = delete;
