@@ -34,7 +34,7 @@ QString demoFile(const QString& name)
 struct Scene
 {
     Scene(sim::Version hub, sim::Version display, sim::Model model = sim::Model::qx1650)
-        : monitor(bus, {model, hub, display, ""})
+        : monitor(bus, {model, hub, display})
     {
     }
     ~Scene() { Deinit(); }

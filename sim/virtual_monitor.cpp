@@ -6,8 +6,7 @@ namespace sim {
 VirtualMonitor::VirtualMonitor(VirtualBus& bus, const MonitorSetup& setup)
     : env_{bus.clock(), bus.faults(), bus.violations()}
     , scaler_(env_, setup.model, setup.display_version)
-    , display_(env_, scaler_,
-               setup.capabilities.empty() ? factoryCapabilities(setup.model) : setup.capabilities)
+    , display_(env_, scaler_, factoryCapabilities(setup.model))
     , bridge_(env_, display_, scaler_)
     , hub_(env_, bridge_, *this, setup)
 {

@@ -17,8 +17,8 @@
 /// platform_virtual finds the newest VirtualBus where it would look for real USB devices, and its sleeps advance the
 /// simulated clock of that bus.
 ///
-/// What can go wrong, by bus.faults() (sim/bus/faults.h): a request is refused, times out, or its answer is lost,
-/// changed or cut short; the cable or the power goes before, during or after it, and a flash operation is torn; the
+/// What can go wrong, by bus.faults() (sim/bus/faults.h): a request is refused, times out, or its answer is lost or
+/// changed; the cable or the power goes before, during or after it, and a flash operation is torn; the
 /// hub never comes back, the scaler never enters ISP mode or never gets ready, the check of an erased block fails.
 /// A device on the bus can also fail to open or to say what it is (DeviceTroubles in sim/bus/bus_device.h).
 ///
@@ -31,14 +31,14 @@
 #include "sim/monitor/hub_chip.h"
 #include "sim/monitor/i2c_bridge.h"
 #include "sim/monitor/monitor_setup.h"
+#include "sim/monitor/plugs.h"
 #include "sim/monitor/scaler_isp.h"
-#include "sim/monitor/supply.h"
 
 namespace sim {
 
 /// One monitor, plugged into the bus, SuperSpeed face first, and long since switched on. After its bus is gone it may
 /// only be looked at.
-class VirtualMonitor final : private Supply
+class VirtualMonitor final : private Plugs
 {
 public:
     /// From power on until both hub and display answer.

@@ -18,7 +18,8 @@ struct DeviceTraits
 {
     std::uint16_t vendor_id = 0;
     std::uint16_t product_id = 0;
-    std::uint8_t speed = 2;     ///< the operating system's code: 0 low, 1 full, 2 high, 3 super
+    /// A platform::LinkSpeed, or a number above it.
+    std::uint8_t speed = static_cast<std::uint8_t>(platform::LinkSpeed::high);
     std::uint32_t location = 0; ///< bus number in the top byte, then one hex digit per port
 };
 

@@ -10,7 +10,7 @@ namespace sim {
 
 namespace {
 
-constexpr Duration default_patience = std::chrono::seconds(5);
+constexpr Duration default_timeout = std::chrono::seconds(5);
 
 } // namespace
 
@@ -86,7 +86,7 @@ platform::Status DeviceHandle::locationId(std::uint32_t* location)
 
 platform::Status DeviceHandle::doControlRequest(const platform::ControlRequest& request)
 {
-    return send(request, default_patience);
+    return send(request, default_timeout);
 }
 
 platform::Status DeviceHandle::doControlRequest(const platform::ControlRequest& request,
@@ -95,7 +95,7 @@ platform::Status DeviceHandle::doControlRequest(const platform::ControlRequest& 
     return send(request, std::chrono::milliseconds(std::min(noDataTimeout, completionTimeout)));
 }
 
-platform::Status DeviceHandle::send(const platform::ControlRequest& request, Duration patience)
+platform::Status DeviceHandle::send(const platform::ControlRequest& request, Duration timeout)
 {
     if (gone())
         return platform::no_device;
@@ -103,7 +103,7 @@ platform::Status DeviceHandle::send(const platform::ControlRequest& request, Dur
         return platform::not_open;
     const SetupPacket setup{request.requestType, request.request, request.value, request.index,
                             request.length};
-    return link_->bus->transfer(*link_->device, setup, static_cast<std::uint8_t*>(request.data), patience);
+    return link_->bus->transfer(*link_->device, setup, static_cast<std::uint8_t*>(request.data), timeout);
 }
 
 } // namespace sim

@@ -34,7 +34,7 @@ private:
     template <typename Value>
     platform::Status answer(platform::Status DeviceTroubles::*trouble, Value DeviceTraits::*value,
                             Value* out) const;
-    platform::Status send(const platform::ControlRequest& request, Duration patience);
+    platform::Status send(const platform::ControlRequest& request, Duration timeout);
 
     std::shared_ptr<DeviceLink> link_;
     unsigned stay_;

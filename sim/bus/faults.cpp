@@ -48,7 +48,7 @@ void Faults::refuse(When when, Status status)
 void Faults::timeOut(When when)
 {
     arm(std::move(when), [this](const Transfer& transfer) {
-        clock_.advance(transfer.patience);
+        clock_.advance(transfer.timeout);
         return platform::timeout;
     });
 }
@@ -91,11 +91,6 @@ void Faults::replaceReply(When when, std::size_t offset, std::vector<std::uint8_
     });
 }
 
-void Faults::shortenReply(When when, std::size_t length)
-{
-    spoilReply(std::move(when), [length](Reply& reply) { reply.resize(std::min(reply.size(), length)); });
-}
-
 void Faults::unplug(When when)
 {
     arm(std::move(when), [](const Transfer& transfer) {
@@ -134,13 +129,10 @@ Faults::Strike Faults::due(const SetupPacket& setup)
     return strike;
 }
 
-Status Faults::carryOut(BusDevice& device, const SetupPacket& setup, std::uint8_t* data, Duration patience)
+Status Faults::carryOut(BusDevice& device, const SetupPacket& setup, std::uint8_t* data, Duration timeout)
 {
     const Strike strike = due(setup);
-    if (!strike)
-        return device.control(setup, data);
-    ++fired_;
-    return strike({device, setup, data, patience});
+    return strike ? strike({device, setup, data, timeout}) : device.control(setup, data);
 }
 
 } // namespace sim

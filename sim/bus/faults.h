@@ -1,6 +1,5 @@
-/// Every way in which the virtual monitor goes wrong on purpose: a single request that is refused, lost, spoilt or
-/// cut short, and devices that never do what they should. Nothing is random: a seed decides how a flash operation
-/// is torn.
+/// Every way in which the virtual monitor goes wrong on purpose: a single request that is refused, lost or spoilt, and
+/// devices that never do what they should. Nothing is random: a seed decides how a flash operation is torn.
 #pragma once
 
 #include "hub/platform/usb_platform.h"
@@ -75,8 +74,6 @@ public:
     void flipReply(When when, std::size_t offset, std::vector<std::uint8_t> mask);
     /// Overwrites the reply with `bytes` from `offset` on.
     void replaceReply(When when, std::size_t offset, std::vector<std::uint8_t> bytes);
-    /// The reply ends after `length` bytes; the rest of the host's buffer stays as it was.
-    void shortenReply(When when, std::size_t length);
     /// The cable is pulled before the device sees the request; the host gets `no_device`.
     void unplug(When when);
     /// The device stays off until it is powered on.
@@ -85,12 +82,10 @@ public:
     /// Disarms all faults; `troubles` stay.
     void clear() { armed_.clear(); }
     bool armed() const { return !armed_.empty(); }
-    /// How often a fault has struck since the bus was made.
-    int fired() const { return fired_; }
 
     /// For the bus: lets the device answer, or the fault that strikes this request.
     platform::Status carryOut(BusDevice& device, const SetupPacket& setup, std::uint8_t* data,
-                              Duration patience);
+                              Duration timeout);
 
 private:
     /// A request on its way to the device.
@@ -99,7 +94,7 @@ private:
         BusDevice& device;
         const SetupPacket& setup;
         std::uint8_t* data;
-        Duration patience;
+        Duration timeout;
     };
     /// Does to the request what the fault does; gives what the host gets.
     using Strike = std::function<platform::Status(const Transfer&)>;
@@ -117,7 +112,6 @@ private:
 
     Clock& clock_;
     std::vector<Fault> armed_;
-    int fired_ = 0;
 };
 
 } // namespace sim

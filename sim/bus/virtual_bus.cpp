@@ -100,7 +100,7 @@ std::unique_ptr<platform::Enumeration> VirtualBus::enumerate()
 }
 
 platform::Status VirtualBus::transfer(BusDevice& device, const SetupPacket& setup, std::uint8_t* data,
-                                      Duration patience)
+                                      Duration timeout)
 {
     const Duration began = clock_.now();
     ++request_count_;
@@ -108,7 +108,7 @@ platform::Status VirtualBus::transfer(BusDevice& device, const SetupPacket& setu
     if (faults_.on_request)
         faults_.on_request(setup, data);
     const platform::Status status =
-        faults_.armed() ? faults_.carryOut(device, setup, data, patience) : device.control(setup, data);
+        faults_.armed() ? faults_.carryOut(device, setup, data, timeout) : device.control(setup, data);
     if (log_.enabled()) {
         WireRecord record{began, setup, {}, status, positionOf(device)};
         if (setup.length != 0 && (!setup.isIn() || status == platform::success))

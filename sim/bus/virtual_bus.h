@@ -43,9 +43,9 @@ public:
     std::unique_ptr<platform::Enumeration> enumerate();
 
     /// Carries one request to a device, without a handle or open(): time passes, armed faults strike, the log
-    /// records it. `patience` is how long the host waits for a silent device.
+    /// records it. `timeout` is how long the host waits for a silent device.
     platform::Status transfer(BusDevice& device, const SetupPacket& setup, std::uint8_t* data,
-                              Duration patience);
+                              Duration timeout);
     /// Requests carried since the bus was made.
     std::uint64_t requestCount() const { return request_count_; }
 

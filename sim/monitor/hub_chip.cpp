@@ -44,8 +44,12 @@ constexpr Duration page_program_time{700};
 constexpr std::size_t page_size = 256;
 
 /// Speed and location as the operating system gives them; both faces are at port 1 of their buses.
-constexpr DeviceTraits super_speed_traits{chip_vendor_id, 0, 3, 0x20100000};
-constexpr DeviceTraits high_speed_traits{chip_vendor_id, 0, 2, 0x14100000};
+constexpr DeviceTraits traitsOf(platform::LinkSpeed speed, std::uint32_t location)
+{
+    return {chip_vendor_id, 0, static_cast<std::uint8_t>(speed), location};
+}
+constexpr DeviceTraits super_speed_traits = traitsOf(platform::LinkSpeed::super, 0x20100000);
+constexpr DeviceTraits high_speed_traits = traitsOf(platform::LinkSpeed::high, 0x14100000);
 
 bool isConfigBlock(const std::uint8_t* block)
 {
@@ -66,13 +70,13 @@ void putBigEndian(std::uint8_t* at, std::uint16_t value)
 
 } // namespace
 
-HubChip::HubChip(const Environment& environment, I2cBridge& bridge, Supply& supply, const MonitorSetup& setup)
+HubChip::HubChip(const Environment& environment, I2cBridge& bridge, Plugs& plugs, const MonitorSetup& setup)
     : env_(environment)
     , bridge_(bridge)
     , flash_(flash_size, factoryHubImage(setup.hub_version))
     , reset_mode_(setup.reset_mode)
-    , super_speed_(*this, supply, super_speed_traits)
-    , high_speed_(*this, supply, high_speed_traits)
+    , super_speed_(*this, plugs, super_speed_traits)
+    , high_speed_(*this, plugs, high_speed_traits)
 {
     comeUp(Start::code_if_valid);
     back_at_ = env_.clock.now(); // it has long been on

@@ -33,7 +33,7 @@ namespace sim {
 class HubChip
 {
 public:
-    HubChip(const Environment& environment, I2cBridge& bridge, Supply& supply, const MonitorSetup& setup);
+    HubChip(const Environment& environment, I2cBridge& bridge, Plugs& plugs, const MonitorSetup& setup);
 
     /// 256 KiB.
     const std::vector<std::uint8_t>& flash() const { return flash_.bytes(); }

@@ -5,20 +5,16 @@
 
 namespace sim {
 
-namespace {
-constexpr std::uint8_t super_speed = 3;
-} // namespace
-
-HubFace::HubFace(HubChip& chip, Supply& supply, const DeviceTraits& faceTraits)
+HubFace::HubFace(HubChip& chip, Plugs& plugs, const DeviceTraits& faceTraits)
     : BusDevice(faceTraits)
     , chip_(chip)
-    , supply_(supply)
+    , plugs_(plugs)
 {
 }
 
 bool HubFace::isSuperSpeed() const
 {
-    return traits.speed == super_speed;
+    return traits.speed == static_cast<std::uint8_t>(platform::LinkSpeed::super);
 }
 
 bool HubFace::present() const
@@ -33,12 +29,12 @@ platform::Status HubFace::control(const SetupPacket& setup, std::uint8_t* data)
 
 void HubFace::unplug()
 {
-    supply_.pullCable();
+    plugs_.pullCable();
 }
 
 void HubFace::losePower(const PowerLoss& loss)
 {
-    supply_.cutPower(loss);
+    plugs_.cutPower(loss);
 }
 
 } // namespace sim

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "sim/bus/bus_device.h"
-#include "sim/monitor/supply.h"
+#include "sim/monitor/plugs.h"
 
 namespace sim {
 
@@ -11,7 +11,7 @@ class HubChip;
 class HubFace final : public BusDevice
 {
 public:
-    HubFace(HubChip& chip, Supply& supply, const DeviceTraits& faceTraits);
+    HubFace(HubChip& chip, Plugs& plugs, const DeviceTraits& faceTraits);
 
     bool isSuperSpeed() const;
     /// The chip has taken the face off the bus.
@@ -24,7 +24,7 @@ public:
 
 private:
     HubChip& chip_;
-    Supply& supply_;
+    Plugs& plugs_;
 };
 
 } // namespace sim

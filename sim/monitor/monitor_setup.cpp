@@ -12,9 +12,9 @@ constexpr std::uint32_t mib = 0x100000;
 
 /// In the order of Model. The user-code area starts at 1 MiB; only the QX1655 leaves the factory with it blank.
 constexpr std::array<ModelFacts, 3> models{{
-    {"QX1320", 2 * mib, 0xFE19, 0x1029, 1 * mib, 2 * mib},
-    {"QX1650", 2 * mib, 0xFE28, 0x1038, 1 * mib, 2 * mib},
-    {"QX1655", 4 * mib, 0xFE28, 0x1038, 2 * mib, 4 * mib},
+    {"QX1320", 2 * mib, 0xFE19, 0x1029, 0xA6, 1 * mib, 2 * mib},
+    {"QX1650", 2 * mib, 0xFE28, 0x1038, 0x5C, 1 * mib, 2 * mib},
+    {"QX1655", 4 * mib, 0xFE28, 0x1038, 0x5C, 2 * mib, 4 * mib},
 }};
 
 } // namespace

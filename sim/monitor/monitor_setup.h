@@ -25,7 +25,6 @@ struct MonitorSetup
     Model model = Model::qx1650;
     Version hub_version{1, 2};      ///< factory hub image in flash, with a valid mark
     Version display_version{11, 0}; ///< factory scaler firmware
-    std::string capabilities;       ///< empty: the model's usual text
     bool has_super_speed_face = true;
     std::uint8_t reset_mode = 0; ///< byte 13 of the hub's status block
 };
@@ -36,8 +35,9 @@ struct ModelFacts
     std::uint32_t flash_size;
     std::uint16_t output_register; ///< drives the flash's write-protect pin; 1 releases it
     std::uint16_t config_register; ///< pin configuration that the pin-share register has to copy
-    std::uint32_t
-        stale_from; ///< from here to stale_to the flash holds leftovers of a test run in the factory
+    std::uint8_t config_value;     ///< of that register at power on
+    /// Between these two the flash holds leftovers of a test run in the factory.
+    std::uint32_t stale_from;
     std::uint32_t stale_to;
 };
 

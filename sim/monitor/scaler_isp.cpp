@@ -52,10 +52,7 @@ constexpr std::uint8_t index_of_page = 0x9F;
 constexpr std::uint16_t pin_share_register = 0x10AB;
 constexpr std::uint8_t pin_function = 0x07; ///< the other five bits have to equal the config register's
 constexpr std::uint8_t pin_is_output = 0x01;
-
-/// Registers that are not 0 at power on, besides the pin-share register: the config register of each board.
-constexpr std::uint16_t qx1320_config = 0x1029;
-constexpr std::uint16_t qx165x_config = 0x1038;
+constexpr std::uint8_t pin_share_at_power_on = 0xE2;
 
 constexpr std::uint32_t erase_block_size = 0x10000;
 constexpr std::uint32_t page_size = 0x100;
@@ -99,9 +96,8 @@ void ScalerIsp::restart()
 {
     registers_.fill(0);
     std::fill(scaler_registers_.begin(), scaler_registers_.end(), std::uint8_t{0});
-    scaler_registers_[qx1320_config] = 0xA6;
-    scaler_registers_[qx165x_config] = 0x5C;
-    scaler_registers_[pin_share_register] = 0xE2;
+    scaler_registers_[facts_.config_register] = facts_.config_value;
+    scaler_registers_[pin_share_register] = pin_share_at_power_on;
     page_ = 0;
     block_length_ = 0;
     port_selected_ = false;
@@ -130,10 +126,9 @@ bool ScalerIsp::inIspMode() const
 
 bool ScalerIsp::hardwareProtected() const
 {
-    const unsigned pin = scaler_registers_[pin_share_register];
     const unsigned config = scaler_registers_[facts_.config_register];
-    const bool driven = (pin & pin_function) == pin_is_output && ((pin ^ config) & ~0x07U) == 0;
-    return !driven || scaler_registers_[facts_.output_register] != 1;
+    const unsigned driven = (config & ~unsigned{pin_function}) | pin_is_output;
+    return scaler_registers_[pin_share_register] != driven || scaler_registers_[facts_.output_register] != 1;
 }
 
 ScalerIsp::Busy ScalerIsp::busy() const

@@ -37,11 +37,7 @@ public:
     ScalerIsp(const Environment& environment, Model model, Version factoryVersion);
 
     SerialFlash& flash() { return flash_; }
-    const SerialFlash& flash() const { return flash_; }
     bool inIspMode() const;
-    /// The write-protect pin. It is released while the model's output register is 1 and the pin-share register
-    /// (page 10, index AB) equals the config register but for 001 in its low three bits.
-    bool hardwareProtected() const;
     /// The firmware that runs, or will when the restart is over: the user code if its marker and its image were in
     /// place at the restart, else the factory firmware.
     Version runningVersion() const { return running_version_; }
@@ -71,6 +67,9 @@ private:
     /// Reports and refuses an operation that needs ISP mode and an idle controller.
     bool mayOperate();
     void start(Busy what, Duration time);
+    /// The write-protect pin. It is released while the model's output register is 1 and the pin-share register
+    /// (page 10, index AB) equals the config register but for 001 in its low three bits.
+    bool hardwareProtected() const;
     /// The flash takes erase and program: the write-enable opcode is set, and nothing protects it.
     bool flashListens() const;
 

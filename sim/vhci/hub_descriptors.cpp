@@ -82,8 +82,8 @@ Bytes bosDescriptor(bool superSpeed)
     if (superSpeed) {
         append(all, {10, capability_type, 0x03, 0, 0x0E, 0, 1, 0, 0, 0});
         append(all, {20, capability_type, 0x04, 0});
-        append(all, {0x51, 0x58, 0x16, 0x50, 0x2E, 0x4D, 0x40, 0x00, 0x80, 0x00, 0x4D, 0x6F, 0x6E, 0x69, 0x74,
-                     0x72});
+        append(all, {0x51, 0x58, 0x16, 0x50, 0x2E, 0x4D, 0x40, 0x00});
+        append(all, {0x80, 0x00, 0x4D, 0x6F, 0x6E, 0x69, 0x74, 0x72});
         all[4] = 3;
     }
     all[2] = low(all.size());
@@ -126,9 +126,11 @@ Bytes hubClassDescriptor(bool superSpeed)
 {
     constexpr std::uint8_t each_port_by_itself = 0x09; // power switches and over-current
     constexpr std::uint8_t power_good = 50;            // in units of 2 ms: how long a port takes to get power
-    if (superSpeed)
-        return {12, super_speed_hub_type, hub_port_count, each_port_by_itself, 0, power_good, 0, 0, 0, 0, 0,
-                0};
+    if (superSpeed) {
+        Bytes all{12, super_speed_hub_type, hub_port_count, each_port_by_itself, 0, power_good};
+        all.resize(12);
+        return all;
+    }
     return {9, hub_type, hub_port_count, each_port_by_itself, 0, power_good, 0, 0, 0xFF};
 }
 

@@ -1,4 +1,5 @@
-/// Ties the virtual monitor's clock to the real one: `pace` real seconds pass for each of the monitor's.
+/// Ties the virtual monitor's clock to the real one: `pace` real seconds pass for each of the monitor's. The clock's own
+/// pace only slows a program down; here the monitor's time also passes while no request comes.
 #pragma once
 
 #include "sim/bus/clock.h"

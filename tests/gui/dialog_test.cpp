@@ -331,7 +331,7 @@ private slots:
     void twoMonitorsAreOneTooMany()
     {
         Bench bench(new_hub, new_scaler);
-        sim::VirtualMonitor second(bench.bus, {sim::Model::qx1320, {1, 2}, {11, 0}, "", true, 2});
+        sim::VirtualMonitor second(bench.bus, {sim::Model::qx1320, {1, 2}, {11, 0}, true, 2});
         const auto run = [&](const QString& answer) {
             bench.bus.clock().advance(sim::VirtualMonitor::start_up_time);
             bench.show();

@@ -78,7 +78,7 @@ inline QByteArray scalerImage(const QString& version, const QByteArray& model = 
 
 inline sim::MonitorSetup running(const QString& hub, const QString& display)
 {
-    return {sim::Model::qx1650, versionOf<sim::Version>(hub), versionOf<sim::Version>(display), ""};
+    return {sim::Model::qx1650, versionOf<sim::Version>(hub), versionOf<sim::Version>(display)};
 }
 
 inline QByteArray bytesOf(const std::vector<std::uint8_t>& bytes)

@@ -22,8 +22,8 @@ std::vector<Job> allJobs()
     const QByteArray unmarked = QByteArray(scaler).replace(0xF8FE, 1, "b");
 
     const sim::MonitorSetup qx1650;
-    const sim::MonitorSetup qx1655{sim::Model::qx1655, {1, 2}, {11, 0}, "", true, 0};
-    const sim::MonitorSetup high_speed_only{sim::Model::qx1320, {1, 2}, {11, 0}, "", false, 1};
+    const sim::MonitorSetup qx1655{sim::Model::qx1655, {1, 2}, {11, 0}, true, 0};
+    const sim::MonitorSetup high_speed_only{sim::Model::qx1320, {1, 2}, {11, 0}, false, 1};
 
     const Contents<QByteArray> factory{whole, {}};
     const QString again = "Please click update button to update new firmware!";

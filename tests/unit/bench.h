@@ -153,7 +153,7 @@ protected:
     void openMonitor(std::uint8_t reset_mode = 0)
     {
         fresh();
-        monitor.emplace(bus, sim::MonitorSetup{sim::Model::qx1650, {1, 2}, {11, 0}, "", true, reset_mode});
+        monitor.emplace(bus, sim::MonitorSetup{sim::Model::qx1650, {1, 2}, {11, 0}, true, reset_mode});
         openHub();
     }
     Responder& device() { return devices_.back(); }

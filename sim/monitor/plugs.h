@@ -5,10 +5,10 @@
 
 namespace sim {
 
-class Supply
+class Plugs
 {
 public:
-    virtual ~Supply() = default;
+    virtual ~Plugs() = default;
 
     virtual void pullCable() = 0;
     virtual void cutPower(const PowerLoss& loss) = 0;
