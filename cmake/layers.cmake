@@ -45,7 +45,7 @@ function(fw_layer name path)
 endfunction()
 
 # Chooses the platform that a program's hub library runs on. Every program that links a layer of hub/ must call
-# this; if one does not, CMake stops with an error that names it.
+# this; one that does not fails to build with a message that says so.
 function(fw_platform program platform)
   set_target_properties(${program} PROPERTIES FW_PLATFORM ${platform})
 endfunction()
