@@ -1,17 +1,17 @@
 /// What "Update" does. A monitor has two firmwares: one in its USB hub, and one in its display scaler, on an I2C bus
-/// behind that hub. Detection (detection.cpp) has compared both with the image files and refused images for another
-/// model. It set `hubNewer` when the hub image is newer than the hub's firmware, or `newerFirmware` when the scaler
-/// image may be written: when it is newer, or older and a downgrade is offered, in which case "Update" is enabled
-/// only by the check box.
+/// behind that hub. Detection (detection.cpp) has compared the hub's with its image file and, if the hub is up to date,
+/// the scaler's, refusing an image for another model. It set `hubNewer` when the hub image is newer than the hub's
+/// firmware, or `newerFirmware` when the scaler image may be written: when it is newer, or older and a downgrade is
+/// offered, in which case "Update" is enabled only by the check box.
 ///
 /// The update asks the user, writes the hub if `hubNewer` is set, detects again, writes the scaler if `newerFirmware`
 /// is set by then, detects once more and offers to reset the OSD settings.
 ///
 /// A write fails when its image is missing, a request is refused, or the cable or the power is lost. A box says so,
 /// and "Update" stays disabled until the next detection: a restart of the tool, or a restore of its window. An
-/// interrupted hub starts in its boot ROM, and an interrupted scaler lacks its completion marker, so detection finds
-/// the firmware outdated and offers the update again. A hub whose read-back or restart failed counts as written; the
-/// detection that follows offers it again.
+/// interrupted hub starts in its boot ROM; an interrupted scaler lacks its completion marker and, after a power cycle,
+/// runs its factory firmware. Detection finds either outdated and offers the update again. A hub whose read-back or
+/// restart failed counts as written; the detection that follows offers it again.
 ///
 /// To add a monitor model, add its case to scalerParameters() here, and its virtual twin to
 /// sim/monitor/monitor_setup.{h,cpp}.
