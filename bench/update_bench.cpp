@@ -149,7 +149,7 @@ void benchUpdates()
 void benchBytes()
 {
     Bench on;
-    // Not as user code, so the scaler's whole flash takes them.
+    // Not written as user code, so any bytes will do.
     QByteArray small(512 * kib, '\0');
     QByteArray large(2048 * kib, '\0');
     const std::uint64_t before = on.bus.requestCount();
