@@ -1,5 +1,5 @@
-/// A fuzzer's input, taken apart from its first byte on, so that seeds can be written by hand. Behind its end
-/// it goes on with zeros.
+/// A fuzzer's input, read from its first byte on, so that seeds can be written by hand. Past its end it reads as
+/// zeros.
 #pragma once
 
 #include <algorithm>
@@ -29,7 +29,7 @@ struct FuzzInput
     }
 };
 
-/// `bytes` without one to spare, so that the sanitizer sees every step outside.
+/// `bytes` in a heap block of exactly their size, so that the sanitizer sees any access past the end.
 inline std::unique_ptr<std::uint8_t[]> exactCopy(const std::string& bytes)
 {
     std::unique_ptr<std::uint8_t[]> exact(new std::uint8_t[bytes.size()]);

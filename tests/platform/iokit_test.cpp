@@ -1,5 +1,5 @@
-// What is IOKit's own: the calls and their order, and what becomes of each that fails. That every object is
-// released once on every way out is held by the World.
+/// What is IOKit's own: the calls and their order, and what becomes of each that fails. The World checks that every
+/// object is released once on every way out.
 #include "hub/transport/control_pipe.h"
 #include "scripted_iokit.h"
 
@@ -17,7 +17,7 @@ TEST_F(Iokit, MakesTheseCallsFromTheScanToTheClose)
     plugIn({0x1234, 0x7300});
     plugIn(seam::hub);
     ASSERT_TRUE(HH_Open(nullptr));
-    EXPECT_EQ(world->liveObjects(), 1); // the device interface
+    EXPECT_EQ(world->liveObjects(), 1) << "a session must hold the device interface alone";
     Proxy_SendVendorCmd2(0x40, 0x01, 2, 3, 0, nullptr);
     EXPECT_EQ(g_Dev->controlRequest(seam::enable, 1, 2), platform::success);
     HH_Close();
@@ -59,9 +59,9 @@ TEST_F(Iokit, ACallThatFailsHasItsConsequence)
         std::uint32_t location = none;
         HH_Open(nullptr);
         HH_GetLocation(&location);
-        EXPECT_EQ(location, where);
-        EXPECT_EQ(g_ErrCode, code);
-        EXPECT_EQ(g_trouble.call, ""); // it was met
+        EXPECT_EQ(location, where) << "location of the hub that is open after this call failed";
+        EXPECT_EQ(g_ErrCode, code) << "error code after this call failed";
+        EXPECT_EQ(g_trouble.call, "") << "the call was never made";
         HH_Close();
     }
 }

@@ -1,14 +1,12 @@
-// The libusb of the machine on a simulated kernel. umockdev, with whose preload library the program is linked,
-// shows it sysfs files and device nodes (the kernel's ABI/*/sysfs-bus-usb); control transfers go to the virtual bus.
+/// The libusb of the machine on a simulated kernel. umockdev, with whose preload library the program is linked,
+/// shows it sysfs files and device nodes (the kernel's ABI/*/sysfs-bus-usb); control transfers go to the virtual bus.
 #include "hub/platform/libusb/libusb_status.h"
 #include "seam_suite.h"
 
-#include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <libusb.h>
-#include <map>
 #include <set>
 #include <sys/file.h>
 #include <sys/wait.h>
@@ -51,11 +49,12 @@ struct LinuxWorld final : seam::World
         const int number = static_cast<int>(traits.location >> 24U);
         const int address = ++last_address[number];
         const std::string path = nodes[&device] = format(node_path, number, address);
+        // The device descriptor alone, without configurations.
         const std::string record =
             "P: " + place + "\nN: " + path.substr(5) + "\nE: DEVNAME=" + path +
             "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\n" +
             format("A: busnum=%d\\n\nA: devnum=%d\\n\n", number, address) +
-            format("A: speed=%s\\n\nH: descriptors=", megabits[traits.speed]) + // without configurations
+            format("A: speed=%s\\n\nH: descriptors=", megabits[traits.speed]) +
             format("1201000209000040%04X%04X000100000000\n", __builtin_bswap16(traits.vendor_id),
                    __builtin_bswap16(traits.product_id));
         EXPECT_TRUE(umockdev_testbed_add_from_string(testbed.get(), record.c_str(), nullptr)) << record;
@@ -143,17 +142,17 @@ TEST(LibusbStatus, EachErrorHasItsNumber)
 {
     for (int i = 0; i < 13; ++i)
         EXPECT_EQ(platform::statusOfLibusb(-i), statuses[i]) << libusb_error_name(-i);
-    EXPECT_EQ(platform::statusOfLibusb(4096), success); // a count of bytes
-    EXPECT_EQ(platform::statusOfLibusb(LIBUSB_ERROR_OTHER), platform::io_error);
+    EXPECT_EQ(platform::statusOfLibusb(4096), success) << "a count of bytes is a success";
+    EXPECT_EQ(platform::statusOfLibusb(LIBUSB_ERROR_OTHER), platform::io_error) << "any other error";
 }
 
 TEST_F(Libusb, ARequestHasFiveSecondsOrItsOwnLimit)
 {
     plugIn(seam::hub);
     ASSERT_TRUE(HH_Open(nullptr));
-    EXPECT_EQ(g_linux->timeout, 5000U);
+    EXPECT_EQ(g_linux->timeout, 5000U) << "milliseconds, without a limit of its own";
     EXPECT_EQ(g_Dev->controlRequest(seam::enable, 1, 10000), success);
-    EXPECT_EQ(g_linux->timeout, 10000U);
+    EXPECT_EQ(g_linux->timeout, 10000U) << "milliseconds, with a limit of 10 s";
 }
 
 TEST_F(Libusb, TheLockIsOnAllNodesOfTheVendor)
@@ -164,18 +163,18 @@ TEST_F(Libusb, TheLockIsOnAllNodesOfTheVendor)
     auto user = std::move(seam::listed().devices[1]);
     std::filesystem::remove(g_linux->root + second_node);
     std::filesystem::create_directory(g_linux->root + second_node); // which turns away even root
-    EXPECT_EQ(user->open(), platform::io_error);
+    EXPECT_EQ(user->open(), platform::io_error) << "a node of the vendor cannot be opened, so the hub cannot";
     EXPECT_EQ(g_linux->locked(), Paths{}) << "a node that cannot be opened leaves a lock behind";
     world->holdElsewhere(devices[0], true);
-    EXPECT_EQ(g_linux->locked(), Paths{first_node});
+    EXPECT_EQ(g_linux->locked(), Paths{first_node}) << "the other process must lock one node only";
     // What comes back is a new node, but the other process is still at the other face.
     setPresent(second, false);
     setPresent(second, true);
     user = std::move(seam::listed().devices[1]);
-    EXPECT_EQ(user->open(), platform::exclusive_access);
-    EXPECT_EQ(g_linux->locked(), Paths{first_node});
+    EXPECT_EQ(user->open(), platform::exclusive_access) << "another process is at the hub's other face";
+    EXPECT_EQ(g_linux->locked(), Paths{first_node}) << "a refused open leaves a lock behind";
     world->holdElsewhere(devices[0], false);
-    EXPECT_EQ(user->open(), success);
+    EXPECT_EQ(user->open(), success) << "the other process has gone";
 }
 
 TEST_F(Libusb, AProcessDoesNotLockItselfOut)
@@ -192,10 +191,10 @@ TEST_F(Libusb, AProcessDoesNotLockItselfOut)
     setPresent(first, false);
     g_linux->last_address.clear();
     setPresent(first, true);
-    EXPECT_EQ(g_linux->locked(), Paths{second_node});
-    EXPECT_TRUE(HH_Open(nullptr));
+    EXPECT_EQ(g_linux->locked(), Paths{second_node}) << "a new node must not be locked yet";
+    EXPECT_TRUE(HH_Open(nullptr)) << "a hub that restarted cannot be opened";
     forgotten.reset();
-    EXPECT_EQ(g_linux->locked(), both_nodes);
+    EXPECT_EQ(g_linux->locked(), both_nodes) << "the end of a session with the old node unlocks the new one";
     EXPECT_EQ(g_Dev->close(), success);
-    EXPECT_EQ(g_linux->locked(), Paths{});
+    EXPECT_EQ(g_linux->locked(), Paths{}) << "the last session leaves a lock behind";
 }

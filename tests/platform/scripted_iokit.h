@@ -7,7 +7,6 @@
 
 #include "seam_suite.h"
 
-#include <algorithm>
 #include <functional>
 #include <utility>
 

@@ -5,9 +5,6 @@
 
 #include "../unit/hub_fixture.h"
 
-#include <deque>
-#include <memory>
-
 namespace seam {
 
 constexpr sim::DeviceTraits hub{0x2E4D, 0x0305, 2, 0x14100000};
@@ -22,7 +19,7 @@ struct World
     virtual void follow(sim::BusDevice& /*device*/, bool /*present*/) {}
     /// Another process takes the device, or lets it go.
     virtual void holdElsewhere(sim::BusDevice& device, bool held) { device.troubles.held_by_other = held; }
-    /// What the back end has taken from the operating system and not given back; the count means nothing else.
+    /// Number of objects taken from the operating system and not yet returned; 0 where none are counted.
     virtual long liveObjects() const { return 0; }
 };
 
@@ -44,7 +41,16 @@ struct Seam : HubTest
         g_Dev.reset();
         EXPECT_EQ(world->liveObjects(), 0) << "objects of the operating system are left behind";
     }
-    /// The hub of a device, if it hangs on one, is plugged in before it.
+    /// The requests since the last call, one line each.
+    Lines wire()
+    {
+        Lines lines;
+        for (const auto& record : bus.log().records())
+            lines.push_back(wireLine(record));
+        bus.log().clear();
+        return lines;
+    }
+    /// If the device is behind another hub, plug that hub in first.
     Responder& plugIn(const sim::DeviceTraits& traits)
     {
         bus.attach(devices.emplace_back(traits));

@@ -1,7 +1,7 @@
 /// The hub object's search by speed, and the flat functions that an application calls.
-#include "bench.h"
+#include "recording_fixture.h"
 
-class HubObject : public Bench
+class HubObject : public RecordingTest
 {
 protected:
     /// A fresh bus, and an object that is open or not.

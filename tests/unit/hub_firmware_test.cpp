@@ -1,11 +1,11 @@
 /// The hub's restarts, and the update of its firmware, on the virtual monitor.
-#include "bench.h"
 #include "hub/firmware/hub_control.h"
 #include "hub/firmware/hub_update.h"
 #include "hub/transport/vendor_commands.h"
+#include "recording_fixture.h"
 #include "sim/monitor/factory_images.h"
 
-using HubControl = Bench;
+using HubControl = RecordingTest;
 
 TEST_F(HubControl, SwitchesBetweenRomAndCode)
 {
@@ -42,7 +42,7 @@ TEST_F(HubControl, TellsWhatTheHubRefuses)
     check("a hub without status tells nothing", told, "C0 09 0000 0000 32 refused x 3; = 0 0 0");
 }
 
-class HubUpdate : public Bench
+class HubUpdate : public RecordingTest
 {
 protected:
     std::int32_t update(Bytes& content)

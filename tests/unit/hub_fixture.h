@@ -58,22 +58,12 @@ public:
 class HubTest : public testing::Test
 {
 protected:
-    HubTest()
+    ~HubTest() override { resetLibrary(); }
+    static void resetLibrary()
     {
         g_Dev.reset();
         g_hub = nullptr;
         g_ErrCode = m_uAddrLen = m_uDataLen = 0;
-    }
-    ~HubTest() override { g_Dev.reset(); }
-
-    /// The requests since the last call, one line each.
-    Lines wire()
-    {
-        Lines lines;
-        for (const auto& record : bus.log().records())
-            lines.push_back(wireLine(record));
-        bus.log().clear();
-        return lines;
     }
 
     sim::VirtualBus bus;

@@ -1,12 +1,7 @@
-// The two parsers of the hub's image and text records. The buffers are exact heap blocks, so that a sanitizer
-// build sees any byte read beyond them.
+/// The two parsers of the hub's image and text records. The buffers are exact heap blocks, so that a sanitizer
+/// build sees any byte read beyond them.
 #include "hub/firmware/hub_image.h"
-
-#include <gtest/gtest.h>
-#include <map>
-#include <vector>
-
-using Bytes = std::vector<std::uint8_t>;
+#include "hub_fixture.h"
 
 /// Where vendor config is found in zeros with these pairs of bytes, or -1.
 static std::ptrdiff_t find(std::size_t size, const std::map<std::size_t, Bytes>& pairs)
@@ -30,25 +25,25 @@ static std::string parse(Bytes content)
 TEST(VendorConfig, IsBeforeTheLastTaggedBlock)
 {
     for (const Bytes& tag : {Bytes{0x55, 0xAA}, Bytes{0xAA, 0x55}, Bytes{0x3C, 0xC3}})
-        EXPECT_EQ(find(0x10000, {{0x100, {0x55, 0xAA}}, {0x8000, tag}}), 0x7FF0) << "not the last tag";
+        EXPECT_EQ(find(0x10000, {{0x100, {0x55, 0xAA}}, {0x8000, tag}}), 0x7FF0) << "the last tag must count";
     EXPECT_EQ(find(0x300, {{0x100, {0x55, 0xAA}}, {0x201, {0x55, 0xAA}}}), 0xF0)
         << "a tag in mid-block counts";
     EXPECT_EQ(find(0x300, {{0x100, {0x55, 0xAA}}, {0x200, {0x55, 0xC3}}}), 0xF0) << "half a tag counts";
-    EXPECT_EQ(find(0x164, {{0x64, {0x55, 0xAA}}}), 0x54) << "blocks do not count from the end";
-    EXPECT_EQ(find(0x164, {{0, {0x55, 0xAA}}}), -1) << "less than a block is searched";
-    EXPECT_EQ(find(0x300, {}), -1) << "found without a tag";
-    EXPECT_EQ(find(0x100, {{0, {0x55, 0xAA}}}), -1) << "found without room before the block";
-    EXPECT_EQ(find(0xFF, {{0, {0x55, 0xAA}}}), -1) << "found in less than a block";
-    EXPECT_EQ(Flash_GetVendorConfigAddr(nullptr, 0x10000), nullptr) << "found in nothing";
+    EXPECT_EQ(find(0x164, {{0x64, {0x55, 0xAA}}}), 0x54) << "blocks must count from the image's end";
+    EXPECT_EQ(find(0x164, {{0, {0x55, 0xAA}}}), -1) << "less than a block must not be searched";
+    EXPECT_EQ(find(0x300, {}), -1) << "without a tag there is no block";
+    EXPECT_EQ(find(0x100, {{0, {0x55, 0xAA}}}), -1) << "without room before the block there is none";
+    EXPECT_EQ(find(0xFF, {{0, {0x55, 0xAA}}}), -1) << "an image shorter than a block has none";
+    EXPECT_EQ(Flash_GetVendorConfigAddr(nullptr, 0x10000), nullptr) << "no image has no block";
 }
 
 TEST(StringRecords, AreCopiedUntilTheBufferEnds)
 {
-    EXPECT_EQ(parse({4, 3, 'a', 'b', 3, 3, 'c', 5, 3, 'd', 'e', 'f', 9, 9}), "ab,c,def,9") << "not three";
-    EXPECT_EQ(parse({4, 3, 'a', 'b', 0, 7}), "ab,-,-,0") << "length 0 does not end them";
-    EXPECT_EQ(parse({4, 3, 'a', 'b', 4, 3, 'x'}), "ab,-,-,4") << "one that passes the end is read";
-    EXPECT_EQ(parse({4, 3, 'a', 'b'}), "ab,-,-,4") << "the last may not end with the buffer";
-    EXPECT_EQ(parse({1, 2, 'x', 0}), ",,-,0") << "shorter than its header it has a text";
-    EXPECT_EQ(parse({5, 3, 'a', 'b'}), "-,-,-,5") << "a first one that passes the end is read";
-    EXPECT_EQ(parse({}), "-,-,-,0") << "found in nothing";
+    EXPECT_EQ(parse({4, 3, 'a', 'b', 3, 3, 'c', 5, 3, 'd', 'e', 'f', 9, 9}), "ab,c,def,9") << "three texts";
+    EXPECT_EQ(parse({4, 3, 'a', 'b', 0, 7}), "ab,-,-,0") << "a record of length 0 must end the records";
+    EXPECT_EQ(parse({4, 3, 'a', 'b', 4, 3, 'x'}), "ab,-,-,4") << "a record must end inside the buffer";
+    EXPECT_EQ(parse({4, 3, 'a', 'b'}), "ab,-,-,4") << "the last record may end with the buffer";
+    EXPECT_EQ(parse({1, 2, 'x', 0}), ",,-,0") << "a record shorter than its header must give an empty text";
+    EXPECT_EQ(parse({5, 3, 'a', 'b'}), "-,-,-,5") << "the first record must end inside the buffer";
+    EXPECT_EQ(parse({}), "-,-,-,0") << "an empty buffer has no texts";
 }

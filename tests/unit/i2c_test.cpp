@@ -1,9 +1,9 @@
 /// The bridge's requests, and what the scaler's ISP port does beside the whole update (scaler_update_test.cpp),
 /// with a scripted scaler that gives each register the values it is told.
-#include "bench.h"
 #include "hub/i2c/scaler_isp.h"
+#include "recording_fixture.h"
 
-using Bridge = Bench;
+using Bridge = RecordingTest;
 
 TEST_F(Bridge, SendsTheseRequests)
 {
@@ -48,7 +48,7 @@ TEST_F(Bridge, IsReachedThroughAnOpenHubOnly)
         40 C6 5678 1234 258; 'Open hvx hub device for read success.'; C0 D6 5678 1234 65534, 5 ms; = 1 1 1; busSpeed 2)");
 }
 
-class ScalerPort : public Bench
+class ScalerPort : public RecordingTest
 {
 protected:
     /// A session with this link, the bridge set to single bytes, and a scaler that does everything at once.

@@ -1,8 +1,8 @@
 /// The update of the scaler's firmware on the virtual monitor.
-#include "bench.h"
 #include "hub/i2c/scaler_update.h"
+#include "recording_fixture.h"
 
-class ScalerUpdate : public Bench
+class ScalerUpdate : public RecordingTest
 {
 protected:
     /// The smallest user code, with these bytes in the marker's place.

@@ -1,12 +1,12 @@
 /// Which device is the monitor's hub, the session with it, and every request of the hub's own.
-#include "bench.h"
 #include "hub/transport/control_pipe.h"
 #include "hub/transport/hub_ids.h"
 #include "hub/transport/vendor_commands.h"
+#include "recording_fixture.h"
 
-using Discovery = Bench;
-using Session = Bench;
-using VendorCommands = Bench;
+using Discovery = RecordingTest;
+using Session = RecordingTest;
+using VendorCommands = RecordingTest;
 
 TEST(HubIds, AreEightProductsOfOneVendor)
 {

@@ -1,12 +1,12 @@
-/// The virtual monitor, judged as a device: what it refuses, forgets and holds against the host. That it also
-/// does its work, the updates show.
-#include "bench.h"
+/// What the virtual monitor refuses, forgets and reports as violations. The tests of the updates cover what it does
+/// when it is used correctly.
 #include "hub/firmware/hub_control.h"
 #include "hub/i2c/scaler_isp.h"
 #include "hub/transport/control_pipe.h"
 #include "hub/transport/vendor_commands.h"
+#include "recording_fixture.h"
 
-class VirtualMonitor : public Bench
+class VirtualMonitor : public RecordingTest
 {
 protected:
     bool set(std::uint8_t number, std::uint8_t value) { return MP_I2C_Write(number, &value, 1); }

@@ -1,5 +1,5 @@
-/// Where the hub library is watched: a test calls it, then check() compares all that came of it since the check
-/// before. One event after another, separated by "; " or a line break:
+/// Records all that a call of the hub library does; check() compares what has come since the check before. One event
+/// after another, separated by "; " or a line break:
 ///
 ///     40 C8 2345 0001 2: 55 AA    a request: type, request, value, index, length, and up to twelve bytes of data
 ///     6F <- 80                    the same for a short bridge request: ISP register 6F is written
@@ -18,7 +18,6 @@
 #include "hub/api/hvx_hub.h"
 #include "hub_fixture.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <fnmatch.h>
 #include <functional>
@@ -45,15 +44,17 @@ struct Results
     std::string text = "=";
 };
 
-class Bench : public HubTest
+class RecordingTest : public HubTest
 {
 protected:
-    Bench()
+    RecordingTest()
     {
         stdout = open_memstream(&printed_, &printed_size_);
+        // Sees each request before it is carried out.
+        bus.faults().on_request = [this](auto&, auto) { takeText(); };
         fresh();
     }
-    ~Bench() override
+    ~RecordingTest() override
     {
         std::fclose(std::exchange(stdout, real_stdout_));
         std::free(printed_);
@@ -104,13 +105,11 @@ protected:
     /// An empty bus, nothing wrong with it, and the library as in a new process.
     void fresh()
     {
-        g_Dev.reset();
+        resetLibrary();
         monitor.reset();
         devices_.clear();
         bus.refuseEnumeration(false);
         object = CHvxHub();
-        g_hub = nullptr;
-        g_ErrCode = m_uAddrLen = m_uDataLen = 0;
         repair();
         forget();
     }
@@ -119,8 +118,6 @@ protected:
     {
         bus.faults().clear();
         bus.faults().troubles = {};
-        // No fault: it sees each request before it is carried out.
-        bus.faults().refuse(sim::atMatch([this](const sim::SetupPacket&) { return takeText(); }));
     }
     /// A fresh bus with one device a letter. A hub: F full, H high or S super speed; p without plug-in, i without
     /// interface, x held by another process, v with unreadable vendor id, 0 with unreadable product id. No hub: f
@@ -157,10 +154,10 @@ protected:
         openHub();
     }
     Responder& device() { return devices_.back(); }
-    /// A ProgressCallback with the bench as its context.
-    static void report(void* bench, std::uint8_t percent)
+    /// A ProgressCallback with the test as its context.
+    static void report(void* test, std::uint8_t percent)
     {
-        auto& self = *static_cast<Bench*>(bench);
+        auto& self = *static_cast<RecordingTest*>(test);
         self.takeText();
         self.notes_.emplace_back(self.bus.log().records().size(), std::to_string(percent) + " %");
     }
@@ -172,7 +169,7 @@ protected:
 
 private:
     /// Notes what was printed up to here.
-    bool takeText()
+    void takeText()
     {
         std::fflush(stdout);
         std::istringstream text(std::string(printed_ + noted_, printed_size_ - noted_));
@@ -180,7 +177,6 @@ private:
         for (std::string line; std::getline(text, line);)
             notes_.emplace_back(bus.log().records().size(), "'" + line + (text.eof() ? "'.." : "'"));
         errno = 11; // what the library prints of a failed request
-        return false;
     }
     /// A request, and the wait after it; the request itself takes less than half a millisecond.
     static std::string requestText(const sim::WireRecord& record, sim::Duration wait)
