@@ -23,7 +23,7 @@ public:
     int watched_ = -1; ///< of the lock that was granted last
 
     /// Whether the lock that was granted last is still in somebody's hands; the pipe has no writer otherwise.
-    /// This thread's and the bus's own copies may take a moment to go, for which there is `patience` (ms).
+    /// Waits up to `patience` milliseconds, because this thread's and the bus's own copies take a moment to go.
     bool isHeld(int patience) const
     {
         pollfd watch{watched_, POLLIN, 0};
@@ -68,26 +68,28 @@ private slots:
         for (const QString rule : {"granted", "granted, then the write fails", "refused"}) {
             manager.refuses = rule == "refused";
             manager.asked.clear();
-            Bench bench(hubImage("2.5"), scalerImage("12.0"));
-            bench.show();
+            Rig rig(hubImage("2.5"), scalerImage("12.0"));
+            rig.show();
             QStringList held;
             const auto note = [&](int patience) { held += manager.isHeld(patience) ? "held" : "let go"; };
             for (const auto icon : {QMessageBox::Question, QMessageBox::Warning, QMessageBox::NoIcon})
-                bench.at_box[icon] = [&] { note(5000); };
-            connect(bench.bar, &QProgressBar::valueChanged, [&](int percent) {
+                rig.at_box[icon] = [&] { note(5000); };
+            connect(rig.bar, &QProgressBar::valueChanged, [&](int percent) {
                 if (percent % 100 > 0)
                     note(0);
             });
             if (rule.endsWith("fails"))
-                bench.bus.faults().unplug(sim::atMatch(sim::requestIs(0x40, 0xC8), 9));
-            bench.update({"Yes", "Exit"});
+                rig.bus.faults().unplug(sim::atMatch(sim::requestIs(0x40, 0xC8), 9));
+            rig.update({"Yes", "Exit"});
             held.erase(std::unique(held.begin(), held.end()), held.end());
-            expect(rule, held.join(", "), manager.refuses ? "let go" : "let go, held, let go");
-            expect(rule, manager.asked,
+            expect("when the lock is held, " + rule, held.join(", "),
+                   manager.refuses ? "let go" : "let go, held, let go");
+            expect("the request for the lock, " + rule, manager.asked,
                    "shutdown:sleep:idle:handle-lid-switch / FW_Update_Tool / The monitor's firmware is being "
                    "written / block");
-            const QString flashes = flashesOf(bench.monitor, hubImage("2.5"), "");
-            expect(rule, flashes.section(',', 0, 0), rule.endsWith("fails") ? "hub void" : "hub new");
+            const QString flashes = flashesOf(rig.monitor, hubImage("2.5"), "");
+            expect("the hub's flash, lock " + rule, flashes.section(',', 0, 0),
+                   rule.endsWith("fails") ? "hub void" : "hub new");
         }
         thread.quit();
         thread.wait();

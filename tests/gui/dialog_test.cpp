@@ -1,6 +1,5 @@
 /// The dialog's form, what it shows for each monitor and pair of images it may find, what "Update" makes of it, and
 /// what must not get in the way of an update.
-#include "app/image_fields.h"
 #include "app/texts.h"
 #include "gui_support.h"
 
@@ -12,7 +11,7 @@
 
 namespace {
 
-using Trouble = std::function<void(Bench&)>;
+using Trouble = std::function<void(Rig&)>;
 
 const QByteArray new_hub = hubImage("2.5");
 const QByteArray new_scaler = scalerImage("12.3");
@@ -24,8 +23,9 @@ QString readConfig()
     said.clear();
     FW_Update_Tool read;
     readSettings(imagePath("Config.ini"), read);
-    const QStringList checkSums{read.hubBinCheckSum, read.scalarBinCheckSum};
-    return QStringList{read.hubBinFile, read.scalarBinFile, checkSums.join(' '), read.modelName}.join(' ');
+    return QStringList{read.hubBinFile, read.scalarBinFile, read.hubBinCheckSum, read.scalarBinCheckSum,
+                       read.modelName}
+        .join(' ');
 }
 
 /// What goes over the I2C bus: the bridge's slave and mode, messages, and how long after each the reply is read.
@@ -49,12 +49,12 @@ QString conversation(const sim::WireLog& log)
 
 Trouble at(QMessageBox::Icon icon, const Trouble& then)
 {
-    return [=](Bench& bench) { bench.at_box[icon] = [=, &bench] { then(bench); }; };
+    return [=](Rig& rig) { rig.at_box[icon] = [=, &rig] { then(rig); }; };
 }
 
 Trouble refuses(std::uint8_t type, std::uint8_t request, int nth)
 {
-    return [=](Bench& bench) { bench.bus.faults().refuse(sim::atMatch(sim::requestIs(type, request), nth)); };
+    return [=](Rig& rig) { rig.bus.faults().refuse(sim::atMatch(sim::requestIs(type, request), nth)); };
 }
 
 const QMap<QString, Trouble> troubles{
@@ -63,19 +63,18 @@ const QMap<QString, Trouble> troubles{
     {"scaler refuses a piece", refuses(0x40, 0xC6, 50)},
     {"no bridge", refuses(0x40, 0xF6, 1)},
     {"no bridge for the reset", at(QMessageBox::NoIcon, refuses(0x40, 0xF6, 1))},
-    {"leaves at the end", at(QMessageBox::NoIcon, [](Bench& bench) { bench.monitor.unplug(); })},
+    {"leaves at the end", at(QMessageBox::NoIcon, [](Rig& rig) { rig.monitor.unplug(); })},
     // From outside: the program itself never lets go of the hub library.
-    {"no library", at(QMessageBox::Question, [](Bench& bench) { bench.boxes.callOnTimeout(Deinit); })},
-    {"no library for the reset", at(QMessageBox::NoIcon, [](Bench&) { Deinit(); })},
-    {"hub image removed", at(QMessageBox::Question, [](Bench&) { QFile::remove(imagePath("hub.bin")); })},
-    {"scaler image removed",
-     at(QMessageBox::Question, [](Bench&) { QFile::remove(imagePath("scaler.bin")); })},
-    {"user in the middle", [](Bench& bench) {
-         bench.show();
-         Hand::pressEscape(bench.dialog);
+    {"no library", at(QMessageBox::Question, [](Rig& rig) { rig.boxes.callOnTimeout(Deinit); })},
+    {"no library for the reset", at(QMessageBox::NoIcon, [](Rig&) { Deinit(); })},
+    {"hub image removed", at(QMessageBox::Question, [](Rig&) { QFile::remove(imagePath("hub.bin")); })},
+    {"scaler image removed", at(QMessageBox::Question, [](Rig&) { QFile::remove(imagePath("scaler.bin")); })},
+    {"user in the middle", [](Rig& rig) {
+         rig.show();
+         Hand::pressEscape(rig.dialog);
          for (const char* button : {"chkOverride", "chkOverride", "btnUpdate"})
-             Hand::press(bench.dialog, button);
-         QMetaObject::invokeMethod(&bench.dialog, "updateFW");
+             Hand::press(rig.dialog, button);
+         QMetaObject::invokeMethod(&rig.dialog, "updateFW");
      }}};
 
 } // namespace
@@ -132,27 +131,29 @@ private slots:
         expect("all settings", readConfig(), "5%%.bin " + odd + " 34 0x12 QX1650");
         expect("settings printed as formats", said.join(' '),
                resourcesDir() + " 100%|a%b|%d|%*y|%5x|50ff|%%|///.bin 5%.bin");
-        QVERIFY(resourcesDir().endsWith("/bin/../Resources"));
+        expect("place of the resources", resourcesDir().section('/', -3), "bin/../Resources");
     }
 
     void filesAndTextsEndWhereTheyEnd()
     {
         prepareResources("\x01\x02", {});
-        QCOMPARE(readImage(imagePath("hub.bin")), QByteArray("\x01\x02"));
-        QCOMPARE(mkfifo(qPrintable(imagePath("pipe.bin")), 0600), 0);
+        expect("bytes of a file", readImage(imagePath("hub.bin")), "\x01\x02");
+        expect("a named pipe is made", mkfifo(qPrintable(imagePath("pipe.bin")), 0600) == 0);
         for (const QString& file : {imagePath("pipe.bin"), imagePath(""), QString("/dev/zero")})
             expect("bytes of " + file, readImage(file), "");
 #ifdef Q_OS_LINUX
         expect("bytes of a file that root cannot read either", readImage("/proc/self/mem"), "");
 #endif
-        QCOMPARE(hubImageVersion(hubImage("2.5").left(0x7EFA)).composite(), 0x200);
-        QCOMPARE(scalerImageVersion(new_scaler.left(0xF900)).composite(), 0);
-        QCOMPARE(hubImageVersion(hubImage("255.1")).composite(), -255);
+        const auto number = [](const auto& version) { return QString::number(version.composite()); };
+        expect("hub version cut in half", number(hubImageVersion(new_hub.left(0x7EFA))), "512");
+        expect("scaler version cut off", number(scalerImageVersion(new_scaler.left(0xF900))), "0");
+        expect("hub version with its sign", number(hubImageVersion(hubImage("255.1"))), "-255");
         const QByteArray longest = "ABCDEFGHIJKLMNOPQRST";
         expect("longest model name", scalerImageModel(scalerImage("1.0", longest)), longest);
-        QCOMPARE(scalerImageModel(QByteArray(scalerImage("1.0")).replace(0xF906, 1, "\0", 1)), QByteArray());
+        expect("model name that begins with a zero",
+               scalerImageModel(scalerImage("1.0").replace(0xF906, 1, "\0", 1)), "");
         expect("model name cut off", scalerImageModel(scalerImage("1.0", "QX1655").left(0xF909)), "QX1");
-        QCOMPARE(checksum16(QByteArray(258, '\xFF')), std::uint16_t{0x00FE});
+        expect("checksum of 258 bytes FF", QString::number(checksum16(QByteArray(258, '\xFF')), 16), "fe");
         expect("a model at the start", extractBetween("model(A)x)", "model(", ")"), "A");
         expect("an empty model", extractBetween("(model()x)", "model(", ")"), "");
     }
@@ -175,81 +176,82 @@ private slots:
             2.5   | 11.0  | 3.144 | 251.0 | up to date    | Monitor FW : <b>M011</b>      | Monitor FW : <b>M0-5</b>      | QX1650 | exit override 100)";
         for (const QStringList& row : rowsOf(table)) {
             const QByteArray scaler = row[3].isEmpty() ? QByteArray() : scalerImage(row[3]);
-            Bench bench(hubImage(row[2]), scaler, running(row[0], row[1]));
+            Rig rig(hubImage(row[2]), scaler, running(row[0], row[1]));
             said.clear();
-            bench.show();
+            rig.show();
             QStringList seen;
             for (const char* name : {"lblInfo", "lblCurrentFW", "lblNewFW", "lblModelName"})
-                seen += bench.label(name);
-            const QString rule = row.mid(0, 4).join(", ");
-            expect(rule, (seen + QStringList(bench.offers())).join(", "), row.mid(4).join(", "));
+                seen += rig.label(name);
+            const QString rule = QString("dialog on hub %1, display %2, images \"%3\" and \"%4\"")
+                                     .arg(row[0], row[1], row[2], row[3]);
+            expect(rule, (seen + QStringList(rig.offers())).join(", "), row.mid(4).join(", "));
             if (row[0] == "0.0" || row[2] == "3.144")
                 continue;
             const bool isHub = row[4] == "hub is old";
-            expect(rule + ", checksum", bench.label("lblCheckSum"),
+            expect(rule + ", checksum", rig.label("lblCheckSum"),
                    "0x" + QString::number(checksum16(isHub ? hubImage(row[2]) : scaler), 16));
             expect(rule + ", debug output", said.join(' '),
                    imagePath("hub.bin") + " Hub Current:" + row[0] + " Hub bin:" + row[2] +
                        (isHub ? "" : " " + imagePath("scaler.bin")));
-            expect(rule + ", an idle dialog lets the hub go", !bench.holdsHub() || row[3].isEmpty());
+            expect(rule + ", an idle dialog lets the hub go", !rig.holdsHub() || row[3].isEmpty());
         }
     }
 
     void displayIsAskedAsItMustBe()
     {
-        Bench bench({}, new_scaler, running("1.2", "12.3"));
-        const auto again = [&] { QApplication::postEvent(&bench.dialog, new QShowEvent); };
-        connect(bench.bar, &QProgressBar::valueChanged, again); // starts no second detection
-        bench.monitor.display().setCapabilities("(prot(monitor)model(QX1650))");
+        Rig rig({}, new_scaler, running("1.2", "12.3"));
+        const auto again = [&] { QApplication::postEvent(&rig.dialog, new QShowEvent); };
+        connect(rig.bar, &QProgressBar::valueChanged, again); // starts no second detection
+        rig.monitor.display().setCapabilities("(prot(monitor)model(QX1650))");
         const sim::Matches reads = sim::requestIs(0xC0, 0xD6);
         // The second fragment comes as that of another offset twice, which differs in the high or the low byte.
-        bench.bus.faults().replaceReply(sim::atMatch(reads, 3), 3, {0x01, 0x1A});
-        bench.bus.faults().replaceReply(sim::atMatch(reads, 4), 3, {0x00, 0x00});
-        bench.show();
+        rig.bus.faults().replaceReply(sim::atMatch(reads, 3), 3, {0x01, 0x1A});
+        rig.bus.faults().replaceReply(sim::atMatch(reads, 4), 3, {0x00, 0x00});
+        rig.show();
         const QString second = ", 83f3001aff, 100 ms 32 bytes";
-        expect("DDC/CI of a detection", conversation(bench.bus.log()),
+        expect("DDC/CI of a detection", conversation(rig.bus.log()),
                "to 6e01 8080, 8201c9ff, 100 ms 11 bytes, to 6e01 8080, 83f30000ff, 100 ms 32 bytes" + second +
                    second + second);
-        bench.bar->disconnect();
-        bench.monitor.display().setCapabilities(std::string(270, ' ') + "model(qx1650 series)");
-        bench.bus.faults().refuse(sim::atMatch(reads)); // the firmware level then reads as 0.0
-        bench.show();
-        expect("version of a display that does not tell it", bench.label("lblCurrentFW"),
+        rig.bar->disconnect();
+        rig.monitor.display().setCapabilities(std::string(270, ' ') + "model(qx1650 series)");
+        rig.bus.faults().refuse(sim::atMatch(reads)); // the firmware level then reads as 0.0
+        rig.show();
+        expect("version of a display that does not tell it", rig.label("lblCurrentFW"),
                "Monitor FW : <b>M000</b>");
-        bench.monitor.display().setCapabilities("(model(QX1650))");
-        bench.update({"Yes", "Reset OSD Setting"});
-        expect("DDC/CI of a reset", conversation(bench.bus.log()).section(", ", -2),
+        rig.monitor.display().setCapabilities("(model(QX1650))");
+        rig.update({"Yes", "Reset OSD Setting"});
+        expect("DDC/CI of a reset", conversation(rig.bus.log()).section(", ", -2),
                "to 6e01 8080, 8403040001ff");
     }
 
     void showingAgainDetectsAgain()
     {
-        Bench bench({}, new_scaler, running("1.2", "12.4"));
-        bench.show();
-        Hand::press(bench.dialog, "chkOverride");
-        troubles["scaler image removed"](bench);
-        bench.update({"Yes", "OK"});
+        Rig rig({}, new_scaler, running("1.2", "12.4"));
+        rig.show();
+        Hand::press(rig.dialog, "chkOverride");
+        troubles["scaler image removed"](rig);
+        rig.update({"Yes", "OK"});
         prepareResources({}, new_scaler);
-        bench.show();
+        rig.show();
         for (const char* offers :
              {"update exit override 100", "exit override 100", "update exit override 100"}) {
-            Hand::press(bench.dialog, "chkOverride");
-            expect("Update follows the tick", bench.offers(), offers);
+            Hand::press(rig.dialog, "chkOverride");
+            expect("Update follows the tick", rig.offers(), offers);
         }
         prepareResources(new_hub, new_scaler);
-        bench.show();
+        rig.show();
         prepareResources({}, new_scaler);
-        bench.boxes.seen.clear();
-        refuses(0x40, 0xF6, 1)(bench);
-        bench.show();
-        expect("bridge gone", named(bench.boxes.seen) + "; " + bench.offers(), "no bridge; exit 0");
-        bench.monitor.unplug();
-        bench.show();
-        expect("monitor gone", bench.label("lblInfo") + "; " + bench.offers(), "no hub; exit 0");
-        QVERIFY2(!bench.dialog.findChild<QCheckBox*>("chkOverride")->isChecked(),
-                 "a tick for another monitor stays");
-        Hand::pressEscape(bench.dialog);
-        expect("Escape hides the idle dialog", !bench.dialog.isVisible());
+        rig.boxes.seen.clear();
+        refuses(0x40, 0xF6, 1)(rig);
+        rig.show();
+        expect("bridge gone", named(rig.boxes.seen) + "; " + rig.offers(), "no bridge; exit 0");
+        rig.monitor.unplug();
+        rig.show();
+        expect("monitor gone", rig.label("lblInfo") + "; " + rig.offers(), "no hub; exit 0");
+        expect("no tick stays for another monitor",
+               !rig.dialog.findChild<QCheckBox*>("chkOverride")->isChecked());
+        Hand::pressEscape(rig.dialog);
+        expect("Escape hides the idle dialog", !rig.dialog.isVisible());
     }
 
     void update()
@@ -279,49 +281,50 @@ private slots:
             1.2 | 11.0 | user in the middle        | Yes Exit        | asked, success; up to date; exit 100; erased 1+16
             2.5 | 12.4 | user in the middle        | Yes Exit        | asked to downgrade, success; up to date; exit 100; erased 0+16)";
         for (const QStringList& row : rowsOf(table)) {
-            const QString rule = row.mid(0, 4).join(", ");
+            const QString rule = QString("update of hub %1, display %2, case \"%3\", answers \"%4\"")
+                                     .arg(row[0], row[1], row[2], row[3]);
             sim::MonitorSetup setup = running(row[0], row[1]);
             if (row[2] == "QX1320" || row[2] == "QX1655")
                 setup.model = row[2] == "QX1320" ? sim::Model::qx1320 : sim::Model::qx1655;
             setup.has_super_speed_face = row[2] != "High-Speed only";
             const QByteArray model = row[2].startsWith("QX") ? row[2].toLatin1() : "QX1650";
             const QByteArray scaler = scalerImage("12.3", model);
-            Bench bench(new_hub, scaler, setup);
-            bench.monitor.display().setCapabilities("(model(" + model.toStdString() + " series))");
-            bench.show();
-            const Trouble trouble = troubles.value(row[2], [](Bench&) {});
+            Rig rig(new_hub, scaler, setup);
+            rig.monitor.display().setCapabilities("(model(" + model.toStdString() + " series))");
+            rig.show();
+            const Trouble trouble = troubles.value(row[2], [](Rig&) {});
             const bool inTheMiddle = row[2].endsWith(" in the middle");
             if (row[4].contains("downgrade"))
-                Hand::press(bench.dialog, "chkOverride");
+                Hand::press(rig.dialog, "chkOverride");
             if (!inTheMiddle)
-                trouble(bench);
+                trouble(rig);
             QStringList odd;
             int last = 0;
-            connect(bench.bar, &QProgressBar::valueChanged, [&, disturbed = false](int percent) mutable {
+            connect(rig.bar, &QProgressBar::valueChanged, [&, disturbed = false](int percent) mutable {
                 if (std::exchange(last, percent) > percent)
                     odd += QString("back to %1").arg(percent);
                 if (inTheMiddle && percent == 42 && !std::exchange(disturbed, true))
-                    trouble(bench);
-                const QString seen = bench.label("lblInfo") + "; " + bench.offers();
-                if (percent != 100 && (bench.dialog.isHidden() || seen != QString("busy; %1").arg(percent)))
+                    trouble(rig);
+                const QString seen = rig.label("lblInfo") + "; " + rig.offers();
+                if (percent != 100 && (rig.dialog.isHidden() || seen != QString("busy; %1").arg(percent)))
                     odd += seen;
             });
             said.clear();
             const QStringList answers = row[3].split(' ').replaceInStrings("Reset", "Reset OSD Setting");
-            expect(rule, bench.update(answers), row[4]);
+            expect(rule, rig.update(answers), row[4]);
             expect(rule + ", while it writes", odd.join(", "),
                    row[0] == "1.2" && row[4].contains("success") ? "back to 0" : "");
             if (row[3] == "Yes Exit" || row[2].endsWith(" refuses a piece"))
-                expect(rule + ", an idle dialog lets the hub go", !bench.holdsHub());
+                expect(rule + ", an idle dialog lets the hub go", !rig.holdsHub());
             if (!row[4].contains("success"))
                 continue;
             expect(rule + ", debug output", row[0] == "2.5" || said.contains("Update Hub Resulte :1"));
-            expect(rule + ", flashes", flashesOf(bench.monitor, row[0] == "2.5" ? "" : new_hub, scaler),
+            expect(rule + ", flashes", flashesOf(rig.monitor, row[0] == "2.5" ? "" : new_hub, scaler),
                    "hub new, scaler new");
-            expect(rule + ", no rule of the monitor is broken", bench.bus.violations().count() == 0);
+            expect(rule + ", no rule of the monitor is broken", rig.bus.violations().count() == 0);
             QSet<qint64> pauses; // whole milliseconds from a request to the next
             sim::Duration before{0};
-            for (const sim::WireRecord& record : bench.bus.log().records())
+            for (const sim::WireRecord& record : rig.bus.log().records())
                 pauses += (record.time - std::exchange(before, record.time)).count() / 1000;
             expect(rule + ", hub and scaler are given time to restart",
                    pauses.contains(8000) && (row[0] == "2.5" || pauses.contains(1000)));
@@ -330,13 +333,13 @@ private slots:
 
     void twoMonitorsAreOneTooMany()
     {
-        Bench bench(new_hub, new_scaler);
-        sim::VirtualMonitor second(bench.bus, {sim::Model::qx1320, {1, 2}, {11, 0}, true, 2});
+        Rig rig(new_hub, new_scaler);
+        sim::VirtualMonitor second(rig.bus, {sim::Model::qx1320, {1, 2}, {11, 0}, true, 2});
         const auto run = [&](const QString& answer) {
-            bench.bus.clock().advance(sim::VirtualMonitor::start_up_time);
-            bench.show();
-            QString seen = bench.update({"Yes", answer, "OK"});
-            for (auto* monitor : {&bench.monitor, &second})
+            rig.bus.clock().advance(sim::VirtualMonitor::start_up_time);
+            rig.show();
+            QString seen = rig.update({"Yes", answer, "OK"});
+            for (auto* monitor : {&rig.monitor, &second})
                 seen += "; " + flashesOf(*monitor, new_hub, new_scaler);
             return seen;
         };

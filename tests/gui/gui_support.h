@@ -2,7 +2,7 @@
 /// all that the dialog says.
 #pragma once
 
-#include "app/startup.h"
+#include "../resource_file.h"
 #include "demo/hand.h"
 #include "hub/api/hub_api.h"
 #include "sim/virtual_monitor.h"
@@ -96,13 +96,6 @@ inline QString flashesOf(sim::VirtualMonitor& monitor, const QByteArray& hubFile
     return (monitor.hub().flashIsValid() ? hub : "hub void") + (isNew ? ", scaler new" : ", scaler old");
 }
 
-inline void writeResource(const QString& fileName, const QByteArray& bytes)
-{
-    QFile file(imagePath(fileName));
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("%s cannot be written", qPrintable(file.fileName()));
-}
-
 /// Leaves nothing in the Resources folder but these images, "hub.bin" and "scaler.bin".
 inline void prepareResources(const QByteArray& hubFile, const QByteArray& scalerFile)
 {
@@ -125,7 +118,7 @@ inline void expect(const QString& rule, bool holds)
 }
 
 /// The dialog in front of a monitor.
-struct Bench
+struct Rig
 {
     sim::VirtualBus bus;
     sim::VirtualMonitor monitor;
@@ -134,7 +127,7 @@ struct Bench
     Hand boxes;
     QMap<QMessageBox::Icon, std::function<void()>> at_box; ///< done before a box is answered
 
-    Bench(const QByteArray& hubFile, const QByteArray& scalerFile, const sim::MonitorSetup& setup = {})
+    Rig(const QByteArray& hubFile, const QByteArray& scalerFile, const sim::MonitorSetup& setup = {})
         : monitor(bus, setup)
     {
         g_dialog = &dialog;
@@ -151,7 +144,7 @@ struct Bench
         };
         prepareResources(hubFile, scalerFile);
     }
-    ~Bench() { Deinit(); }
+    ~Rig() { Deinit(); }
 
     void show()
     {

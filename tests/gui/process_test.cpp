@@ -1,42 +1,37 @@
 /// What ends with its process: every way out of the whole program, what may come in the middle of a write, and that
-/// nothing is written to disk. Each story plays in a copy of this process.
+/// nothing is written to disk. Each row of the table is a run of this same program, with the row's third and fourth
+/// cell as arguments. All signals come from calls of the process itself, so their handler may do what any code may.
 #include "gui_support.h"
 
+#include <QProcess>
 #include <QTemporaryDir>
 
 #include <csignal>
 #include <fcntl.h>
 #include <optional>
-#include <sys/mman.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
 using Action = std::function<void()>;
 
-constexpr int stayed = 99; ///< exit status of a copy whose event loop came to its end
+constexpr int stayed = 99; ///< exit status of a run whose event loop came to its end
 
-/// What a copy plays with.
+/// What a run plays with.
 struct World
 {
     sim::VirtualBus bus;
     sim::VirtualMonitor monitor{bus};
-    std::optional<Hand> boxes; // its timer needs the application
-    int output = -1;           ///< where the program's standard output can be read
+    std::optional<Hand> boxes;       ///< its timer needs the application
+    int ending = dup(STDOUT_FILENO); ///< where the test reads how it ended
+    int output = -1;                 ///< where the program's standard output can be read
     QString remark;
     Action user;
 };
 
-// NOLINTBEGIN: no signal handler, exit handler or start-up hook has a context
-World* world = nullptr;
-char& ending =
-    *static_cast<char*>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-int argumentCount = 1;
-char programName[] = "tool";
-char* arguments[] = {programName, nullptr};
-// NOLINTEND
+World* world = nullptr; // NOLINT: no signal handler, exit handler or start-up hook has a context
+
 void startUp()
 {
     if (world == nullptr)
@@ -52,12 +47,12 @@ void leaveBehind()
 {
     const QString flashes = flashesOf(world->monitor, hubImage("2.5"), scalerImage("12.3"));
     const QString boxes = named(world->boxes->seen).replace(QChar('\0'), '0');
-    qstrncpy(&ending, qPrintable(boxes + "; " + flashes + world->remark), 4096);
+    dprintf(world->ending, "%s", qPrintable(boxes + "; " + flashes + world->remark));
 }
 
-[[noreturn]] void play(const Action& before, const Action& user)
+[[noreturn]] void play(const Action& before, const Action& user, char** arguments)
 {
-    alarm(10); // seconds; a copy needs a twentieth of one
+    alarm(10); // seconds; a run needs a twentieth of one
     World played;
     world = &played;
     world->user = user;
@@ -66,12 +61,7 @@ void leaveBehind()
         std::_Exit(EXIT_FAILURE);
     close(output[1]);
     world->output = output[0];
-    // What else is done at an exit belongs to the first process: its threads, and the search for leaks.
-    const auto atExit = [](int status, void*) {
-        leaveBehind();
-        std::_Exit(status);
-    };
-    on_exit(atExit, nullptr);
+    std::atexit(leaveBehind);
     const auto atSignal = [](int number) {
         leaveBehind();
         std::signal(number, SIG_DFL);
@@ -82,39 +72,23 @@ void leaveBehind()
     before();
     const rlimit nothing{0, 0}; // a single byte for a file is a signal that ends the process
     setrlimit(RLIMIT_FSIZE, &nothing);
-    const int result = runUpdateTool(argumentCount, arguments);
-    leaveBehind();
-    std::_Exit(result == 0 ? stayed : EXIT_FAILURE);
+    int count = 1;
+    std::exit(runUpdateTool(count, arguments) == 0 ? stayed : EXIT_FAILURE);
 }
 
-/// Plays a story to its end. It may leave no file where programs leave theirs.
-QString endOf(const QByteArray& hubFile, const QByteArray& scalerFile, const Action& before,
-              const Action& user)
+/// Plays a run to its end. It may leave no file where programs leave theirs.
+QString endOf(const QStringList& beginningAndUser)
 {
-    {
-        const QCoreApplication knows_its_folder(argumentCount, arguments);
-        prepareResources(hubFile, scalerFile);
-        writeResource("Config.ini", "[FWFilePath]\nScalarBinFile=scaler.bin\nHubBinFile=hub.bin\n");
-    }
     const QTemporaryDir home;
     for (const char* place : {"HOME", "TMPDIR", "XDG_RUNTIME_DIR"})
         qputenv(place, home.path().toLocal8Bit());
-    QDir::setCurrent(home.path());
-    ending = '\0';
-    std::fflush(stdout);
-    const pid_t copy = fork();
-    if (copy == 0)
-        play(before, user);
-    int status = 0;
-    waitpid(copy, &status, 0);
-    const QString ended = WIFSIGNALED(status) ? QString("signal %1").arg(WTERMSIG(status))
-                                              : QString("exit %1").arg(WEXITSTATUS(status));
-    return &ending + ("; " + ended) + (QDir(home.path()).isEmpty() ? "" : ", with traces");
-}
-
-void press(const char* name)
-{
-    Hand::press(*g_dialog, name);
+    QProcess run;
+    run.setWorkingDirectory(home.path());
+    run.start(QCoreApplication::applicationFilePath(), beginningAndUser);
+    run.waitForFinished();
+    const QString ended = run.exitStatus() == QProcess::CrashExit ? "; signal %1" : "; exit %1";
+    return run.readAllStandardOutput() + ended.arg(run.exitCode()) +
+           (QDir(home.path()).isEmpty() ? "" : ", with traces");
 }
 
 /// Does something once in the middle of the first write; presses EXIT in the end.
@@ -126,30 +100,36 @@ Action inAWrite(const Action& something)
                 something();
         };
         QObject::connect(g_dialog->findChild<QProgressBar*>("bar1"), &QProgressBar::valueChanged, halfWay);
-        press("btnUpdate");
-        press("btnExit");
+        Hand::press(*g_dialog, "btnUpdate");
+        Hand::press(*g_dialog, "btnExit");
     };
+}
+
+void readLog()
+{
+    static char log[0x10000];
+    const QByteArray printed(log, static_cast<int>(read(world->output, log, sizeof log)));
+    world->remark =
+        printed.contains("Update Hub Firmware function... \n") ? ", log printed" : ", log held back";
 }
 
 void look()
 {
-    static char log[0x10000];
-    const QByteArray printed(log, static_cast<int>(read(world->output, log, sizeof log)));
-    const QStringList seen{printed.contains("Update Scalar function... \n") ? "log printed" : "log held back",
-                           QFile::exists(":/FW_Update_Tool/question_mark") ? "pictures" : "no pictures",
+    const QStringList seen{QFile::exists(":/FW_Update_Tool/question_mark") ? "pictures" : "no pictures",
                            g_dialog->palette().color(QPalette::Link).name(),
                            QString::number(g_dialog->devicePixelRatioF()),
                            QGuiApplication::desktopFileName(),
                            QFile::symLinkTarget("/proc/self/fd/0"),
+                           QFile::symLinkTarget("/proc/self/fd/1"),
                            QFile::symLinkTarget("/proc/self/fd/2")};
     world->remark = ", " + seen.join(", ");
 }
 
 const QMap<QString, Action> users{
     {"", [] {}},
-    {"EXIT", [] { press("btnExit"); }},
+    {"EXIT", [] { Hand::press(*g_dialog, "btnExit"); }},
     {"Escape", [] { Hand::pressEscape(*g_dialog); }},
-    {"update", inAWrite([] {})},
+    {"reads the log", inAWrite(readLog)},
     {"close", inAWrite([] { QMetaObject::invokeMethod(g_dialog, "close", Qt::QueuedConnection); })},
     {"Ctrl-C", inAWrite([] { kill(getpid(), SIGINT); })},
     {"closed terminal", inAWrite([] { kill(getpid(), SIGHUP); })},
@@ -170,9 +150,10 @@ const QMap<QString, Action> beginnings{
     {"leaves", [] { world->bus.faults().unplug(sim::atMatch(sim::requestIs(0x40, 0x02), 7)); }},
     {"loses its bridge", refuses(0x40, 0xF6, 2)},
     {"nohup", [] { std::signal(SIGHUP, SIG_IGN); }},
+    {"full disk", [] { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); }},
     {"closed, 144 dpi", [] {
-         close(STDIN_FILENO);
-         close(STDERR_FILENO);
+         for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+             close(stream);
          qputenv("QT_FONT_DPI", "144");
      }}};
 
@@ -190,8 +171,9 @@ private slots:
         const char* const table = R"(
             1.2 | QX1650 |                  | EXIT            | ; hub old, scaler old; exit 0
             1.2 | QX1650 |                  | Escape          | ; hub old, scaler old; exit 99
-            1.2 | QX1650 | closed, 144 dpi  | looks           | asked, success, reset; hub old, scaler new, log printed, pictures, #87cefa, 1.5, com.qxseries.FWUpdateTool, /dev/null, /dev/null; exit 0
-            2.5 | QX1650 |                  | update          | asked, success, reset; hub new, scaler new; exit 0
+            1.2 | QX1650 | closed, 144 dpi  | looks           | asked, success, reset; hub old, scaler new, pictures, #87cefa, 1.5, com.qxseries.FWUpdateTool, /dev/null, /dev/null, /dev/null; exit 0
+            2.5 | QX1650 |                  | reads the log   | asked, success, reset; hub new, scaler new, log printed; exit 0
+            1.2 | QX1650 | full disk        | closes the log  | asked, success, reset; hub old, scaler new; exit 0
             1.2 | <b>QX  |                  |                 | information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor (QX1650) , only for <b>QX!!! (OK); hub old, scaler old; exit 0
             1.2 | QX1650 | zero in its name |                 | information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor (QX16500JUNK) , only for QX1650!!! (OK); hub old, scaler old; exit 0
             1.2 |        | silent           |                 | information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor (00000000000000000000000000) , only for !!! (OK); hub old, scaler old; exit 0
@@ -207,12 +189,21 @@ private slots:
         for (const QStringList& row : rowsOf(table)) {
             QByteArray scaler = scalerImage("12.3", row[1].toLatin1());
             scaler.truncate(row[1].isEmpty() ? 100 : scaler.size());
-            const QString end = endOf(hubImage(row[0]), scaler, beginnings[row[2]], users[row[3]]);
-            expect(row.mid(0, 4).join(", "), end.trimmed(), row[4]);
+            prepareResources(hubImage(row[0]), scaler);
+            writeResource("Config.ini", "[FWFilePath]\nScalarBinFile=scaler.bin\nHubBinFile=hub.bin\n");
+            const QString rule = QString("program with hub image %1, model \"%2\", \"%3\", user \"%4\"");
+            expect(rule.arg(row[0], row[1], row[2], row[3]), endOf(row.mid(2, 2)).trimmed(), row[4]);
         }
     }
 };
 
-QTEST_APPLESS_MAIN(ProcessTest)
+int main(int argc, char** argv)
+{
+    if (argc == 3)
+        play(beginnings[argv[1]], users[argv[2]], argv);
+    const QCoreApplication application(argc, argv);
+    ProcessTest test;
+    return QTest::qExec(&test, argc, argv);
+}
 
 #include "process_test.moc"

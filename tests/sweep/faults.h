@@ -4,8 +4,8 @@
 
 #include "sim/bus/faults.h"
 
-/// A fault of a reply makes sense only for requests that read. After one of power or of an operation the monitor is
-/// off; an operation that the request starts is torn, as the seed says.
+/// What a fault strikes: a reply, only of requests that read; the power, which then stays off; or the flash operation
+/// that the request starts, which is torn as the seed says, and the power stays off.
 enum class Strikes { request, reply, power, operation };
 
 struct FaultKind
@@ -28,12 +28,14 @@ inline const FaultKind fault_kinds[] = {
      [](auto& on, auto seed, auto size) {
          on.flipReply(next, seed / 8U % size, Mask(1, static_cast<std::uint8_t>(1U << seed % 8U)));
      }},
-    {"reply, noise", Strikes::reply, // no byte stays as it was
+    // Every byte changes.
+    {"reply, noise", Strikes::reply,
      [](auto& on, auto seed, auto size) {
          on.flipReply(next, 0, Mask(size, static_cast<std::uint8_t>(seed * 37U | 1U)));
      }},
     {"unplugged", Strikes::request, [](auto& on, auto, auto) { on.unplug(next); }},
-    {"host lost", Strikes::request, // no request comes through any more; nothing else changes
+    // The host's requests fail from here on; the monitor notices nothing.
+    {"host lost", Strikes::request,
      [](auto& on, auto, auto) { on.refuse(next.forGood(), platform::no_device); }},
     {"power cut before", Strikes::power,
      [](auto& on, auto, auto) { on.cutPower(next, sim::Moment::before); }},

@@ -1,5 +1,5 @@
-/// What the host is about at each request, told from the requests alone by the landmarks that the hub and the
-/// scaler themselves ask for; their numbers are in hub_chip.h, i2c_bridge.h and scaler_isp.h.
+/// Names what the host is doing at each request, from the requests alone, by landmarks in the hub's and the scaler's
+/// procedures; their numbers are in hub_chip.h, i2c_bridge.h and scaler_isp.h.
 ///
 ///     detection                                                       whatever is no write
 ///     hub: into ROM, void mark, erase, image, read back, mark, restart

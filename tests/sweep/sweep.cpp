@@ -3,7 +3,7 @@
 ///
 ///     sweep            the bounded share, on one core
 ///     sweep --full     all of it, on all cores
-#include "app/startup.h"
+#include "../resource_file.h"
 #include "trial.h"
 
 #include <QApplication>
@@ -20,10 +20,10 @@
 
 namespace {
 
-constexpr int hopeless = 10; ///< so many points that nobody expects that more would tell nothing
+constexpr int most_failures = 10; ///< then the sweep ends: more of them would tell nothing
 
-/// Findings that the procedures lead to and that so are not a fault of the tool: patterns for "finding / job / phase
-/// / fault". docs/reliability.md tells the same in words. A row that the full sweep does not meet fails it.
+/// Findings that follow from the procedures and are no fault of the tool: patterns for "finding / job / phase /
+/// fault". docs/reliability.md says the same in words. The full sweep fails when a row matches nothing.
 const char* const known_points[] = {
     "needs (nothing|the next start) / .*", // as it should be
 
@@ -69,7 +69,7 @@ struct Report
                 return;
             }
         }
-        std::printf("FAIL: %s\n", qPrintable(point));
+        std::printf("FAIL: an outcome that docs/reliability.md does not know: %s\n", qPrintable(point));
         ++failures;
     }
 
@@ -79,18 +79,12 @@ struct Report
             std::printf("%8u  %s\n", count, qPrintable(result));
         for (const char* pattern : known_points) {
             const bool missing = known[pattern] == 0 && (full || needed.empty());
-            std::printf("%8u  %s%s\n", known[pattern], pattern, missing ? "  FAIL: not met" : "");
+            std::printf("%8u  %s%s\n", known[pattern], pattern,
+                        missing ? "  FAIL: docs/reliability.md knows it, but it did not happen" : "");
             failures += missing ? 1 : 0;
         }
     }
 };
-
-void writeFile(const QString& name, const QByteArray& bytes)
-{
-    QFile file(imagePath(name));
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("%s cannot be written", qPrintable(file.fileName()));
-}
 
 /// Each job in a process of its own.
 [[noreturn]] void runAll(const std::vector<Job>& jobs, bool full, int results)
@@ -117,24 +111,24 @@ int main(int argc, char** argv)
     QDir().mkpath(resourcesDir());
     const std::vector<Job> jobs = allJobs();
     for (const Job& job : jobs) {
-        writeFile(job.name + ".hub", job.files.hub);
-        writeFile(job.name + ".scaler", job.files.scaler);
+        writeResource(job.name + ".hub", job.files.hub);
+        writeResource(job.name + ".scaler", job.files.scaler);
     }
     int ends[2];
     if (pipe(ends) != 0)
         return EXIT_FAILURE;
     const bool full = argc > 1 && argv[1] == std::string("--full");
     if (fork() == 0) {
-        close(ends[0]); // or nobody would notice that the first process has heard enough
+        close(ends[0]); // so that writing fails once the first process has closed its end
         runAll(jobs, full, ends[1]);
     }
     close(ends[1]);
     Report report;
     QFile results;
     results.open(ends[0], QIODevice::ReadOnly, QFileDevice::AutoCloseHandle);
-    for (QByteArray line; report.failures < hopeless && !(line = results.readLine()).isEmpty();)
+    for (QByteArray line; report.failures < most_failures && !(line = results.readLine()).isEmpty();)
         report.add(line.chopped(1));
-    results.close(); // which ends whoever still has something to say
+    results.close(); // ends the processes that still write
     report.print(full);
     wait(nullptr);
     return report.failures == 0 ? EXIT_SUCCESS : EXIT_FAILURE;

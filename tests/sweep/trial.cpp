@@ -1,4 +1,5 @@
-/// Copies of the process, so that nothing is done twice and each start of the tool is a process of its own.
+/// Each fault and each start of the tool runs in a copy of the process, made where they begin, so that the requests
+/// before them are sent only once.
 #include "trial.h"
 
 #include "faults.h"
@@ -18,10 +19,10 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr unsigned most_seconds = 120; ///< of real time for a trial, which needs a hundredth of one
-constexpr unsigned bounded_step = 7;   ///< of the trials at the first request of each phase
-constexpr int most_ways = 64;
-constexpr int few_ways = 4;
+constexpr unsigned trial_timeout_s = 120; ///< real time; a trial needs a hundredth of a second
+constexpr unsigned bounded_step = 7;      ///< of the trials at the first request of each phase
+constexpr int erase_variants = 64;
+constexpr int torn_variants = 4;
 constexpr unsigned step_of_second = 4;
 
 constexpr std::size_t user_code_at = 0x100000;
@@ -43,10 +44,15 @@ Contents<Bytes> updated(Contents<Bytes> flashes, const Contents<QByteArray>& ima
     return flashes;
 }
 
-/// How a start of the tool ended: it said what it should, and both flashes are as they should be, if need be after
-/// one more start in which the user took older firmware. It has not yet, in the copy. What a
-/// sanitizer ends a process with is none of these.
-enum Ending { finished = 50, finished_older, unfinished, not_yet };
+/// How a start of the tool ended, as an exit status that no sanitizer uses.
+enum Ending {
+    finished = 50,  ///< the tool said what it should, and both flashes are as they should be
+    finished_older, ///< the same, after one more start in which the user took older firmware
+    unfinished,
+    not_yet ///< this is the copy, which has to run it
+};
+
+enum class Start { plain, taking_older, with_faults };
 
 class Trials
 {
@@ -72,7 +78,7 @@ public:
         powerCycle();
     }
 
-    void run() { find(start(false, true) != finished, "a run without a fault fails"); }
+    void run() { find(start(Start::with_faults) != finished, "a run without a fault fails"); }
 
 private:
     /// Goes on in a copy of this process, with `not_yet`, and here when that has ended.
@@ -90,13 +96,13 @@ private:
     }
 
     /// The tool as a new process, with a fault at each of its requests or with none.
-    int start(bool takesOlder, bool withFaults)
+    int start(Start how)
     {
         if (const int ending = split(); ending != not_yet)
             return ending;
-        alarm(withFaults ? 0 : most_seconds);
-        with_faults_ = withFaults;
-        runs_with_faults_ += withFaults ? 1 : 0;
+        with_faults_ = how == Start::with_faults;
+        alarm(with_faults_ ? 0 : trial_timeout_s);
+        runs_with_faults_ += with_faults_ ? 1 : 0;
         bus_.violations().clear();
         phases_ = PhaseReader();
         met_.clear();
@@ -105,10 +111,10 @@ private:
         tool_.ended = [=] {
             if (judge())
                 return finished;
-            const bool tries_older = tool_.offers_older && !takesOlder;
-            return tries_older && start(true, false) == finished ? finished_older : unfinished;
+            const bool tries_older = tool_.offers_older && how != Start::taking_older;
+            return tries_older && start(Start::taking_older) == finished ? finished_older : unfinished;
         };
-        tool_.start(takesOlder);
+        tool_.start(how == Start::taking_older);
     }
 
     void strike(std::size_t replySize)
@@ -120,30 +126,33 @@ private:
         for (const FaultKind& fault : fault_kinds) {
             if (fault.strikes == Strikes::reply && replySize == 0)
                 continue;
-            for (int way = 0; way < (fault.strikes == Strikes::operation ? waysToTear() : 1); ++way) {
+            for (int variant = 0; variant < (fault.strikes == Strikes::operation ? tornVariants() : 1);
+                 ++variant) {
                 if (!full_ && !job_.in_pairs && tried_++ % bounded_step != 0)
                     continue;
                 place_ = phase_ + " / " + fault.name;
                 if (split() != not_yet)
                     continue;
-                alarm(most_seconds);
+                alarm(trial_timeout_s);
                 with_faults_ = false;
-                fault.arm(bus_.faults(), request_ * most_ways + static_cast<unsigned>(way), replySize);
-                tool_.ended = [=, &fault] { return repair(fault.strikes, way == 0); };
+                fault.arm(bus_.faults(), request_ * erase_variants + static_cast<unsigned>(variant),
+                          replySize);
+                tool_.ended = [=, &fault] { return repair(fault.strikes, variant == 0); };
                 return;
             }
         }
     }
 
-    /// Of tearing what a request starts that are worth a trial. The hub's erase is one request that moves every bit.
-    int waysToTear()
+    /// Number of torn variants to try. The hub's erase is one request that touches every bit.
+    int tornVariants()
     {
         static const std::set<std::string> operations{"image", "mark", "start", "command"};
         if (phase_ == "hub: erase")
-            return full_ && !isSecond() ? most_ways : few_ways;
-        return operations.count(phase_.substr(phase_.rfind(' ') + 1)) != 0 ? few_ways : 1;
+            return full_ && !isSecond() ? erase_variants : torn_variants;
+        return operations.count(phase_.substr(phase_.rfind(' ') + 1)) != 0 ? torn_variants : 1;
     }
 
+    /// The user tries again, and again after a power cycle. The second time may have a second fault.
     Ending repair(Strikes struck, bool inPairs)
     {
         judge();
@@ -152,13 +161,13 @@ private:
         if (struck == Strikes::request || struck == Strikes::reply) {
             monitor_.plugIn();
             settle();
-            if (start(false, false) != finished)
+            if (start(Start::plain) != finished)
                 needed = "a power cycle";
         }
         powerCycle();
         find(monitor_.scaler().runsUserCode() && scalerHolds() == mixture, "scaler starts a mixture");
         inPairs = inPairs && full_ && job_.in_pairs && !isSecond() && struck == Strikes::operation;
-        const int cycled = start(false, inPairs);
+        const int cycled = start(inPairs ? Start::with_faults : Start::plain);
         if (cycled != finished)
             needed = cycled == finished_older ? "older firmware" : "a programmer";
         find(true, "needs " + needed);

@@ -20,13 +20,14 @@ struct Job
 {
     QString name;
     sim::MonitorSetup setup;
-    Contents<QByteArray>
-        before; ///< in the flashes; without one for the scaler, it runs what it left the factory with
+    /// In the flashes. Without one for the scaler, the scaler runs what it left the factory with.
+    Contents<QByteArray> before;
     Contents<QByteArray> files;              ///< of the bundle
     unsigned step = 1;                       ///< in full: every step-th request, and the first of each phase
     QString ending = texts::alreadyLatest(); ///< what the tool says without a fault; empty: it ends itself
     bool is_foreign = false;                 ///< the files are not meant for the monitor
-    bool in_pairs = false; ///< a second fault strikes runs that repair what a power cut has left
+    /// A second fault strikes the runs that repair what a power cut has left.
+    bool in_pairs = false;
 };
 
 std::vector<Job> allJobs();
