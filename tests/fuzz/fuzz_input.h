@@ -16,8 +16,7 @@ struct FuzzInput
     std::uint8_t byte() { return at == end ? std::uint8_t{0} : *at++; }
     std::size_t number24()
     {
-        const std::size_t low = byte();
-        const std::size_t middle = byte();
+        const std::size_t low = byte(), middle = byte();
         return low | middle << 8U | std::size_t{byte()} << 16U;
     }
     /// The next `count` bytes, or as many as are left.

@@ -82,13 +82,12 @@ private slots:
                 rig.bus.faults().unplug(sim::atMatch(sim::requestIs(0x40, 0xC8), 9));
             rig.update({"Yes", "Exit"});
             held.erase(std::unique(held.begin(), held.end()), held.end());
-            expect("when the lock is held, " + rule, held.join(", "),
-                   manager.refuses ? "let go" : "let go, held, let go");
-            expect("the request for the lock, " + rule, manager.asked,
+            expect("lock " + rule, held.join(", "), manager.refuses ? "let go" : "let go, held, let go");
+            expect("request, lock " + rule, manager.asked,
                    "shutdown:sleep:idle:handle-lid-switch / FW_Update_Tool / The monitor's firmware is being "
                    "written / block");
             const QString flashes = flashesOf(rig.monitor, hubImage("2.5"), "");
-            expect("the hub's flash, lock " + rule, flashes.section(',', 0, 0),
+            expect("flash, lock " + rule, flashes.section(',', 0, 0),
                    rule.endsWith("fails") ? "hub void" : "hub new");
         }
         thread.quit();

@@ -182,8 +182,8 @@ private slots:
             QStringList seen;
             for (const char* name : {"lblInfo", "lblCurrentFW", "lblNewFW", "lblModelName"})
                 seen += rig.label(name);
-            const QString rule = QString("dialog on hub %1, display %2, images \"%3\" and \"%4\"")
-                                     .arg(row[0], row[1], row[2], row[3]);
+            const QString rule =
+                QString("hub %1, display %2, images %3 and %4").arg(row[0], row[1], row[2], row[3]);
             expect(rule, (seen + QStringList(rig.offers())).join(", "), row.mid(4).join(", "));
             if (row[0] == "0.0" || row[2] == "3.144")
                 continue;
@@ -281,8 +281,8 @@ private slots:
             1.2 | 11.0 | user in the middle        | Yes Exit        | asked, success; up to date; exit 100; erased 1+16
             2.5 | 12.4 | user in the middle        | Yes Exit        | asked to downgrade, success; up to date; exit 100; erased 0+16)";
         for (const QStringList& row : rowsOf(table)) {
-            const QString rule = QString("update of hub %1, display %2, case \"%3\", answers \"%4\"")
-                                     .arg(row[0], row[1], row[2], row[3]);
+            const QString rule =
+                QString("hub %1, display %2, %3, answers %4").arg(row[0], row[1], row[2], row[3]);
             sim::MonitorSetup setup = running(row[0], row[1]);
             if (row[2] == "QX1320" || row[2] == "QX1655")
                 setup.model = row[2] == "QX1320" ? sim::Model::qx1320 : sim::Model::qx1655;

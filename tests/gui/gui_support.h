@@ -178,8 +178,7 @@ struct Rig
         Hand::press(dialog, "btnUpdate");
         const QString wire = QString::fromStdString(bus.log().text());
         const auto hub = wire.count(QRegularExpression("#. .. E8 "));
-        const auto scaler = wire.count(
-            QRegularExpression("#. .. .. 0060 .*: ?B9\n", QRegularExpression::CaseInsensitiveOption));
+        const auto scaler = wire.count(QRegularExpression("#. .. .. 0060 .* : B9\n"));
         const QString done = QString("erased %1+%2").arg(hub).arg(scaler);
         const QString reset = monitor.display().factoryResets() > 0 ? ", reset" : "";
         return QStringList{named(boxes.seen), label("lblInfo"), offers(),

@@ -51,11 +51,10 @@ struct LinuxWorld final : seam::World
         const std::string path = nodes[&device] = format(node_path, number, address);
         // The device descriptor alone, without configurations.
         const std::string record =
-            "P: " + place + "\nN: " + path.substr(5) + "\nE: DEVNAME=" + path +
-            "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\n" +
-            format("A: busnum=%d\\n\nA: devnum=%d\\n\n", number, address) +
-            format("A: speed=%s\\n\nH: descriptors=", megabits[traits.speed]) +
-            format("1201000209000040%04X%04X000100000000\n", __builtin_bswap16(traits.vendor_id),
+            "P: " + place + "\nN: " + path.substr(5) + "\nE: DEVNAME=" + path + "\nE: SUBSYSTEM=usb\n" +
+            format("E: DEVTYPE=usb_device\nA: busnum=%d\\n\nA: devnum=%d\\n\n", number, address) +
+            format("A: speed=%s\\n\nH: descriptors=1201000209000040%04X%04X000100000000\n",
+                   megabits[traits.speed], __builtin_bswap16(traits.vendor_id),
                    __builtin_bswap16(traits.product_id));
         EXPECT_TRUE(umockdev_testbed_add_from_string(testbed.get(), record.c_str(), nullptr)) << record;
     }

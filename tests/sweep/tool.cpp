@@ -33,8 +33,7 @@ void Tool::start(bool takesOlder)
 {
     said.clear();
     hub_done = scaler_done = offers_older = frozen = false;
-    g_ErrCode = 0;
-    m_uAddrLen = m_uDataLen = 0;
+    g_ErrCode = m_uAddrLen = m_uDataLen = 0;
     stdout = open_memstream(&printed, &printed_size);
     patience_ends = bus.clock().now() + patience_of_the_user;
     g_dialog = new FW_Update_Tool;      // never deleted, as in the program

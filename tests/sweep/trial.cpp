@@ -19,7 +19,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr unsigned trial_timeout_s = 120; ///< real time; a trial needs a hundredth of a second
+constexpr unsigned trial_timeout_s = 120; ///< real time, far more than a trial needs
 constexpr unsigned bounded_step = 7;      ///< of the trials at the first request of each phase
 constexpr int erase_variants = 64;
 constexpr int torn_variants = 4;
@@ -44,14 +44,10 @@ Contents<Bytes> updated(Contents<Bytes> flashes, const Contents<QByteArray>& ima
     return flashes;
 }
 
-/// How a start of the tool ended, as an exit status that no sanitizer uses.
-enum Ending {
-    finished = 50,  ///< the tool said what it should, and both flashes are as they should be
-    finished_older, ///< the same, after one more start in which the user took older firmware
-    unfinished,
-    not_yet ///< this is the copy, which has to run it
-};
-
+/// How a start of the tool ended, as an exit status that no sanitizer uses. `finished`: the tool said what it should,
+/// and both flashes are as they should be; `finished_older`: so they are after one more start, in which the user took
+/// older firmware; `not_yet`: this is the copy, which has to start the tool.
+enum Ending { finished = 50, finished_older, unfinished, not_yet };
 enum class Start { plain, taking_older, with_faults };
 
 class Trials
@@ -126,8 +122,8 @@ private:
         for (const FaultKind& fault : fault_kinds) {
             if (fault.strikes == Strikes::reply && replySize == 0)
                 continue;
-            for (int variant = 0; variant < (fault.strikes == Strikes::operation ? tornVariants() : 1);
-                 ++variant) {
+            const int variants = fault.strikes == Strikes::operation ? tornVariants() : 1;
+            for (int variant = 0; variant < variants; ++variant) {
                 if (!full_ && !job_.in_pairs && tried_++ % bounded_step != 0)
                     continue;
                 place_ = phase_ + " / " + fault.name;

@@ -68,7 +68,9 @@ private:
             giveUp("no step expects a box");
         // Done before it is taken: some steps run the program's event loop, and with it this timer.
         const QString step = steps_.takeFirst();
-        if (take(verb, object))
+        if (!verbs_.contains(verb))
+            giveUp("no such step: " + verb);
+        if (verbs_[verb](object))
             waited_.restart();
         else
             steps_.prepend(step);
@@ -76,29 +78,7 @@ private:
             giveUp("waited too long at: " + step);
     }
 
-    /// False: not yet.
-    bool take(const QString& verb, const QString& object)
-    {
-        if (verb == "expect")
-            return labelShows(object.section(' ', 0, 0), object.section(' ', 1));
-        if (verb == "press")
-            return press(object);
-        if (verb == "box")
-            return boxIsOpen(object);
-        if (verb == "answer")
-            return Hand::openBox() && Hand::answer(*Hand::openBox(), object);
-        if (verb == "progress")
-            return dialog_->findChild<QProgressBar*>("bar1")->value() >= object.toInt();
-        if (verb == "hold")
-            return hold(object);
-        if (verb == "picture")
-            return dialog_->grab().save(object);
-        if (verb == "close")
-            return QMetaObject::invokeMethod(dialog_, "close", Qt::QueuedConnection);
-        giveUp("no such step: " + verb);
-    }
-
-    bool labelShows(const QString& name, const QString& text)
+    bool shows(const QString& name, const QString& text)
     {
         const QString shown = Hand::plain(Hand::label(*dialog_, name));
         if (!shown.contains(text))
@@ -129,7 +109,7 @@ private:
         return true;
     }
 
-    bool hold(const QString& file)
+    static bool hold(const QString& file)
     {
         QFile(file).open(QIODevice::WriteOnly);
         while (QFile::exists(file))
@@ -155,6 +135,20 @@ private:
         std::_Exit(gave_up);
     }
 
+    /// What each verb does; gives false when it cannot be done yet.
+    const QMap<QString, std::function<bool(const QString& object)>> verbs_{
+        {"expect", [this](auto& label) { return shows(label.section(' ', 0, 0), label.section(' ', 1)); }},
+        {"press", [this](auto& name) { return press(name); }},
+        {"box", [this](auto& title) { return boxIsOpen(title); }},
+        {"answer", [](auto& text) { return Hand::openBox() && Hand::answer(*Hand::openBox(), text); }},
+        {"progress",
+         [this](auto& percent) {
+             return dialog_->findChild<QProgressBar*>("bar1")->value() >= percent.toInt();
+         }},
+        {"hold", hold},
+        {"picture", [this](auto& file) { return dialog_->grab().save(file); }},
+        {"close",
+         [this](auto&) { return QMetaObject::invokeMethod(dialog_, "close", Qt::QueuedConnection); }}};
     QStringList steps_;
     QTimer timer_;
     QElapsedTimer waited_;

@@ -1,7 +1,6 @@
 /// The hub's restarts, and the update of its firmware, on the virtual monitor.
 #include "hub/firmware/hub_control.h"
 #include "hub/firmware/hub_update.h"
-#include "hub/transport/vendor_commands.h"
 #include "recording_fixture.h"
 #include "sim/monitor/factory_images.h"
 
@@ -31,9 +30,9 @@ TEST_F(HubControl, TellsWhatTheHubRefuses)
     openHub();
     check("an unknown kind only closes", HvxFun_ResetDevEx(7), "= 1; no session");
     openMonitor();
-    bus.faults().replaceReply(nth(3, 0xC0, 0x09), 15, {0x02});
+    bus.faults().replaceReply(sim::atMatch(sim::requestIs(0xC0, 0x09), 3), 15, {0x02});
     check("a hub that comes back in code is error 12", HvxFun_OpenRomDevice(), "...; = 0; error 12");
-    bus.faults().replaceReply(nth(1, 0xC0, 0x09), 15, {0xFD});
+    bus.faults().replaceReply(sim::atMatch(sim::requestIs(0xC0, 0x09), 1), 15, {0xFD});
     check("only bit 1 of the flags tells", HvxFun_IsRomCode(), "...; = 1");
     check("a good erase is followed by 128 ms", HvxFun_EraseFlash(), "40 E8 0000 0000 0, 928 ms; = 1");
     bus.faults().refuse(sim::atRequest(1).forGood());
@@ -119,12 +118,12 @@ TEST_F(HubUpdate, FailsWithoutAMarkThatIsNotTrue)
     bus.faults().troubles.hub_never_returns = true;
     fails("without ROM the flash stays", R"('Fail To Open Rom Device'; 'Please Load Driver firstly'
         'Then replugin usb hub device'; = 41511 ROM, mark 55 AA, old; no session)");
-    bus.faults().refuse(nth(4, 0x40, 0xC8), platform::no_memory);
+    bus.faults().refuse(sim::atMatch(sim::requestIs(0x40, 0xC8), 4), platform::no_memory);
     fails("a refused piece gives its status", R"(40 C8 2000 0000 4096 -> E00002BD; 'Fail to Write Flash'
         = E00002BD ROM, mark FF FF, old)");
-    bus.faults().flipReply(nth(16, 0xC0, 0xD8), 4095, {1});
+    bus.faults().flipReply(sim::atMatch(sim::requestIs(0xC0, 0xD8), 16), 4095, {1});
     fails("a wrong last bit counts", "'Verify Flash...'; 'Fail to verify flash'; = 1 ROM, mark FF FF, new");
-    bus.faults().flipReply(nth(1, 0xC0, 0xD8), 0, {0x80});
+    bus.faults().flipReply(sim::atMatch(sim::requestIs(0xC0, 0xD8), 1), 0, {0x80});
     fails("a wrong first bit, too", "C0 D8 F000 *; 74 %; *'Fail to verify flash'; = 1 ROM, mark FF FF, new");
     refuse(0, 0x40, 0xE8);
     fails("an erase is needed", "'Fail to Erase Flash'; = 0 ROM, mark 00 00, old");

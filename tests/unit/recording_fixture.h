@@ -20,16 +20,10 @@
 
 #include <cerrno>
 #include <fnmatch.h>
-#include <functional>
 #include <optional>
 #include <regex>
 #include <sstream>
 #include <utility>
-
-inline sim::When nth(int number, std::uint8_t type, std::uint8_t request)
-{
-    return sim::atMatch(sim::requestIs(type, request), number);
-}
 
 /// The result of a call, or in braces, which keep the order, those of several, numbers and texts.
 struct Results
