@@ -57,14 +57,13 @@ private slots:
         QVERIFY(bus.waitForReadyRead());
         const QByteArray address = bus.readLine().trimmed();
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", address);
-        QDBusConnection connection = QDBusConnection::connectToBus(address, "login manager");
+        QDBusConnection system = QDBusConnection::connectToBus(address, "login manager");
         LoginManager manager;
         QThread thread;
         manager.moveToThread(&thread);
         thread.start();
-        QVERIFY(
-            connection.registerObject("/org/freedesktop/login1", &manager, QDBusConnection::ExportAllSlots));
-        QVERIFY(connection.registerService("org.freedesktop.login1"));
+        QVERIFY(system.registerObject("/org/freedesktop/login1", &manager, QDBusConnection::ExportAllSlots));
+        QVERIFY(system.registerService("org.freedesktop.login1"));
         for (const QString rule : {"granted", "granted, then the write fails", "refused"}) {
             manager.refuses = rule == "refused";
             manager.asked.clear();
@@ -86,9 +85,8 @@ private slots:
             expect("request, lock " + rule, manager.asked,
                    "shutdown:sleep:idle:handle-lid-switch / FW_Update_Tool / The monitor's firmware is being "
                    "written / block");
-            const QString flashes = flashesOf(rig.monitor, hubImage("2.5"), "");
-            expect("flash, lock " + rule, flashes.section(',', 0, 0),
-                   rule.endsWith("fails") ? "hub void" : "hub new");
+            const QString hub = flashesOf(rig.monitor, hubImage("2.5"), "").section(',', 0, 0);
+            expect("flash, lock " + rule, hub, rule.endsWith("fails") ? "hub void" : "hub new");
         }
         thread.quit();
         thread.wait();

@@ -95,17 +95,16 @@ private slots:
     void formIsAsUsersKnowIt()
     {
         FW_Update_Tool dialog;
-        auto* info = dialog.findChild<QLabel*>("lblInfo");
+        const auto label = [&](const char* name) { return dialog.findChild<QLabel*>(name); };
+        QLabel* const info = label("lblInfo");
         const QString title = "QX Series USB Firmware Update Tool v";
         expect("window title", dialog.windowTitle(), title);
         expect("title in the form", Hand::label(dialog, "lblTitle"), title + "1.01");
         expect("no frame", (dialog.windowFlags() & ~Qt::WindowType_Mask) == Qt::FramelessWindowHint);
         expect("Enter starts no update", !dialog.findChild<QPushButton*>("btnUpdate")->isDefault());
         expect("the support's page opens", info->openExternalLinks());
-        expect("names from outside are plain",
-               dialog.findChild<QLabel*>("lblModelName")->textFormat() == Qt::PlainText);
-        const auto* inForm = dialog.findChild<QLabel*>("lblTitle");
-        expect("the title fits", inForm->sizeHint().width() <= inForm->width());
+        expect("names from outside are plain", label("lblModelName")->textFormat() == Qt::PlainText);
+        expect("the title fits", label("lblTitle")->sizeHint().width() <= label("lblTitle")->width());
         for (const QString& text :
              {texts::noHub(), texts::busy(), texts::updateFailed(), texts::alreadyLatest()}) {
             info->setText(text);
@@ -150,8 +149,7 @@ private slots:
         expect("hub version with its sign", number(hubImageVersion(hubImage("255.1"))), "-255");
         const QByteArray longest = "ABCDEFGHIJKLMNOPQRST";
         expect("longest model name", scalerImageModel(scalerImage("1.0", longest)), longest);
-        expect("model name that begins with a zero",
-               scalerImageModel(scalerImage("1.0").replace(0xF906, 1, "\0", 1)), "");
+        expect("model name of zeros", scalerImageModel(scalerImage("1.0").replace(0xF906, 1, "\0", 1)), "");
         expect("model name cut off", scalerImageModel(scalerImage("1.0", "QX1655").left(0xF909)), "QX1");
         expect("checksum of 258 bytes FF", QString::number(checksum16(QByteArray(258, '\xFF')), 16), "fe");
         expect("a model at the start", extractBetween("model(A)x)", "model(", ")"), "A");
@@ -209,19 +207,17 @@ private slots:
         rig.bus.faults().replaceReply(sim::atMatch(reads, 4), 3, {0x00, 0x00});
         rig.show();
         const QString second = ", 83f3001aff, 100 ms 32 bytes";
-        expect("DDC/CI of a detection", conversation(rig.bus.log()),
-               "to 6e01 8080, 8201c9ff, 100 ms 11 bytes, to 6e01 8080, 83f30000ff, 100 ms 32 bytes" + second +
-                   second + second);
+        expect("DDC/CI, detection", conversation(rig.bus.log()),
+               "to 6e01 8080, 8201c9ff, 100 ms 11 bytes, to 6e01 8080, 83f30000ff, 100 ms 32 bytes" +
+                   second.repeated(3));
         rig.bar->disconnect();
         rig.monitor.display().setCapabilities(std::string(270, ' ') + "model(qx1650 series)");
         rig.bus.faults().refuse(sim::atMatch(reads)); // the firmware level then reads as 0.0
         rig.show();
-        expect("version of a display that does not tell it", rig.label("lblCurrentFW"),
-               "Monitor FW : <b>M000</b>");
+        expect("unread display version", rig.label("lblCurrentFW"), "Monitor FW : <b>M000</b>");
         rig.monitor.display().setCapabilities("(model(QX1650))");
         rig.update({"Yes", "Reset OSD Setting"});
-        expect("DDC/CI of a reset", conversation(rig.bus.log()).section(", ", -2),
-               "to 6e01 8080, 8403040001ff");
+        expect("DDC/CI, reset", conversation(rig.bus.log()).section(", ", -2), "to 6e01 8080, 8403040001ff");
     }
 
     void showingAgainDetectsAgain()
@@ -233,10 +229,9 @@ private slots:
         rig.update({"Yes", "OK"});
         prepareResources({}, new_scaler);
         rig.show();
-        for (const char* offers :
-             {"update exit override 100", "exit override 100", "update exit override 100"}) {
+        for (const QString update : {"update ", "", "update "}) {
             Hand::press(rig.dialog, "chkOverride");
-            expect("Update follows the tick", rig.offers(), offers);
+            expect("Update follows the tick", rig.offers(), update + "exit override 100");
         }
         prepareResources(new_hub, new_scaler);
         rig.show();
@@ -248,8 +243,7 @@ private slots:
         rig.monitor.unplug();
         rig.show();
         expect("monitor gone", rig.label("lblInfo") + "; " + rig.offers(), "no hub; exit 0");
-        expect("no tick stays for another monitor",
-               !rig.dialog.findChild<QCheckBox*>("chkOverride")->isChecked());
+        expect("the tick goes with its hub", !rig.dialog.findChild<QCheckBox*>("chkOverride")->isChecked());
         Hand::pressEscape(rig.dialog);
         expect("Escape hides the idle dialog", !rig.dialog.isVisible());
     }

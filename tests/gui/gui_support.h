@@ -87,13 +87,12 @@ inline QByteArray bytesOf(const std::vector<std::uint8_t>& bytes)
 }
 
 /// Whether the hub's flash and the scaler's hold these images, the latter with its marker where the scaler looks for it.
-inline QString flashesOf(sim::VirtualMonitor& monitor, const QByteArray& hubFile,
-                         const QByteArray& scalerFile)
+inline QString flashesOf(sim::VirtualMonitor& monitor, const QByteArray& hub, const QByteArray& scaler)
 {
-    const QString hub = bytesOf(monitor.hub().flash()).startsWith(hubFile) ? "hub new" : "hub old";
+    const QString found = bytesOf(monitor.hub().flash()).startsWith(hub) ? "hub new" : "hub old";
     const QByteArray flash = bytesOf(monitor.scaler().flash().bytes());
-    const bool isNew = flash.mid(0x100000).startsWith(scalerFile) && flash.mid(0x1FF8FE, 2) == "\xAA\x55";
-    return (monitor.hub().flashIsValid() ? hub : "hub void") + (isNew ? ", scaler new" : ", scaler old");
+    const bool isNew = flash.mid(0x100000).startsWith(scaler) && flash.mid(0x1FF8FE, 2) == "\xAA\x55";
+    return (monitor.hub().flashIsValid() ? found : "hub void") + (isNew ? ", scaler new" : ", scaler old");
 }
 
 /// Leaves nothing in the Resources folder but these images, "hub.bin" and "scaler.bin".

@@ -107,10 +107,9 @@ Action inAWrite(const Action& something)
 
 void readLog()
 {
-    static char log[0x10000];
-    const QByteArray printed(log, static_cast<int>(read(world->output, log, sizeof log)));
-    world->remark =
-        printed.contains("Update Hub Firmware function... \n") ? ", log printed" : ", log held back";
+    static char bytes[0x10000];
+    const QByteArray log(bytes, static_cast<int>(read(world->output, bytes, sizeof bytes)));
+    world->remark = log.contains("Update Hub Firmware function... \n") ? ", log printed" : ", log held back";
 }
 
 void look()
@@ -173,7 +172,7 @@ private slots:
             1.2 | QX1650 |                  | Escape          | ; hub old, scaler old; exit 99
             1.2 | QX1650 | closed, 144 dpi  | looks           | asked, success, reset; hub old, scaler new, pictures, #87cefa, 1.5, com.qxseries.FWUpdateTool, /dev/null, /dev/null, /dev/null; exit 0
             2.5 | QX1650 |                  | reads the log   | asked, success, reset; hub new, scaler new, log printed; exit 0
-            1.2 | QX1650 | full disk        | closes the log  | asked, success, reset; hub old, scaler new; exit 0
+            2.5 | QX1650 | full disk        | reads the log   | asked, success, reset; hub new, scaler new, log held back; exit 0
             1.2 | <b>QX  |                  |                 | information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor (QX1650) , only for <b>QX!!! (OK); hub old, scaler old; exit 0
             1.2 | QX1650 | zero in its name |                 | information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor (QX16500JUNK) , only for QX1650!!! (OK); hub old, scaler old; exit 0
             1.2 |        | silent           |                 | information [Update FW Tool for QX Series] unformatted: This firmwave is not for your monitor (00000000000000000000000000) , only for !!! (OK); hub old, scaler old; exit 0

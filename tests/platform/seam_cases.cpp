@@ -35,20 +35,19 @@ TEST_F(Seam, TheListKeepsItsOrderWhenDevicesRestart)
 {
     EXPECT_FALSE(HH_Open(nullptr)) << "a hub was found on an empty bus";
     EXPECT_EQ(g_ErrCode, hub::error_open) << "an empty bus must be the error of opening";
-    Lines plugged;
+    Lines lines;
     for (const unsigned location : {0x03100000, 0x03200000, 0x03F00000, 0x14100000, 0x40100000, 0x40120000,
                                     0x40123000, 0x40123A00, 0x40123AB0, 0x40123AB6}) {
-        const auto speed = static_cast<std::uint8_t>(plugged.size() % 5); // to one above SuperSpeed
-        plugged.push_back(line(plugIn({0x1234, 0x8765, speed, location}).traits));
+        const auto speed = static_cast<std::uint8_t>(lines.size() % 5); // to one above SuperSpeed
+        lines.push_back(line(plugIn({0x1234, 0x8765, speed, location}).traits));
     }
     for (std::uint32_t i = 0; i < 285; ++i) // and hundreds more
-        plugged.push_back(
-            line(plugIn({0x1234, 0x7305, 2, (65 + i / 15) << 24U | (1 + i % 15) << 20U}).traits));
+        lines.push_back(line(plugIn({0x1234, 0x7305, 2, (65 + i / 15) << 24U | (1 + i % 15) << 20U}).traits));
     for (const std::size_t restarted : {9U, 4U, 3U, 0U}) {
         setPresent(devices[restarted], false);
-        EXPECT_EQ(listed().lines.size(), plugged.size() - 1) << "a device that left must leave the list";
+        EXPECT_EQ(listed().lines.size(), lines.size() - 1) << "a device that left must leave the list";
         setPresent(devices[restarted], true);
-        EXPECT_EQ(listed().lines, plugged) << "order after a restart of the device at index " << restarted;
+        EXPECT_EQ(listed().lines, lines) << "order after a restart of the device at index " << restarted;
     }
     EXPECT_EQ(wire(), Lines{}) << "listing the devices sends requests to them";
 }

@@ -21,8 +21,8 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr unsigned trial_timeout_s = 120; ///< real time, far more than a trial needs
 constexpr unsigned bounded_step = 7;      ///< of the trials at the first request of each phase
-constexpr int erase_variants = 64;
-constexpr int torn_variants = 4;
+constexpr unsigned erase_variants = 64;
+constexpr unsigned torn_variants = 4;
 constexpr unsigned step_of_second = 4;
 
 constexpr std::size_t user_code_at = 0x100000;
@@ -122,8 +122,8 @@ private:
         for (const FaultKind& fault : fault_kinds) {
             if (fault.strikes == Strikes::reply && replySize == 0)
                 continue;
-            const int variants = fault.strikes == Strikes::operation ? tornVariants() : 1;
-            for (int variant = 0; variant < variants; ++variant) {
+            const unsigned variants = fault.strikes == Strikes::operation ? tornVariants() : 1;
+            for (unsigned variant = 0; variant < variants; ++variant) {
                 if (!full_ && !job_.in_pairs && tried_++ % bounded_step != 0)
                     continue;
                 place_ = phase_ + " / " + fault.name;
@@ -131,8 +131,7 @@ private:
                     continue;
                 alarm(trial_timeout_s);
                 with_faults_ = false;
-                fault.arm(bus_.faults(), request_ * erase_variants + static_cast<unsigned>(variant),
-                          replySize);
+                fault.arm(bus_.faults(), request_ * erase_variants + variant, replySize);
                 tool_.ended = [=, &fault] { return repair(fault.strikes, variant == 0); };
                 return;
             }
@@ -140,7 +139,7 @@ private:
     }
 
     /// Number of torn variants to try. The hub's erase is one request that touches every bit.
-    int tornVariants()
+    unsigned tornVariants()
     {
         static const std::set<std::string> operations{"image", "mark", "start", "command"};
         if (phase_ == "hub: erase")

@@ -15,7 +15,6 @@
 #include "demo/hand.h"
 
 #include <QApplication>
-#include <QDialog>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QPointer>
@@ -58,19 +57,19 @@ private:
     /// Takes one step, when it can be taken.
     void tick()
     {
-        dialog_ = findDialog();
-        const auto* box = Hand::openBox();
+        for (QWidget* widget : QApplication::topLevelWidgets())
+            if (widget->inherits("FW_Update_Tool"))
+                dialog_ = widget;
         if (steps_.isEmpty() || !dialog_)
             return;
-        const QString verb = steps_.front().section(' ', 0, 0);
-        const QString object = steps_.front().section(' ', 1);
-        if (box && verb != "box" && verb != "answer")
-            giveUp("no step expects a box");
-        // Done before it is taken: some steps run the program's event loop, and with it this timer.
+        // Off the list before it is done: some steps run the program's event loop, and with it this timer.
         const QString step = steps_.takeFirst();
+        const QString verb = step.section(' ', 0, 0);
+        if (Hand::openBox() && verb != "box" && verb != "answer")
+            giveUp("no step expects a box");
         if (!verbs_.contains(verb))
             giveUp("no such step: " + verb);
-        if (verbs_[verb](object))
+        if (verbs_[verb](step.section(' ', 1)))
             waited_.restart();
         else
             steps_.prepend(step);
@@ -117,14 +116,6 @@ private:
         return true;
     }
 
-    QDialog* findDialog() const
-    {
-        for (QWidget* widget : QApplication::topLevelWidgets())
-            if (widget->inherits("FW_Update_Tool"))
-                return qobject_cast<QDialog*>(widget);
-        return nullptr;
-    }
-
     [[noreturn]] void giveUp(const QString& why) const
     {
         say("gives up: " + why);
@@ -152,7 +143,7 @@ private:
     QStringList steps_;
     QTimer timer_;
     QElapsedTimer waited_;
-    QPointer<QDialog> dialog_;
+    QPointer<QWidget> dialog_;
 };
 
 void startDriver()

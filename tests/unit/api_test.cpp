@@ -18,8 +18,7 @@ protected:
 
 TEST_F(HubObject, SearchesByPositionAndSpeed)
 {
-    const auto search = [this](auto rule, const std::string& letters, int usb, std::uint32_t position,
-                               auto wanted) {
+    const auto search = [this](auto rule, auto letters, int usb, std::uint32_t position, auto wanted) {
         on(letters);
         object.isUsb2 = 1;
         forget();
@@ -42,8 +41,7 @@ TEST_F(HubObject, SearchesByPositionAndSpeed)
     check("no place for a position is 0; a slow hub is locked", object.MP_MultiOpenDevice(nullptr),
           "*USB3'; " + hello + bye + hello + "...; = 1; session");
     on("F");
-    check("for USB 2, too", object.MP_MultiOpenDevice(nullptr),
-          "*; = 1; session; error 5; isOpened 1; isUsb2 1");
+    check("USB 2, too", object.MP_MultiOpenDevice(nullptr), "*; = 1; session; error 5; isOpened 1; isUsb2 1");
 }
 
 TEST_F(HubObject, OpensAndClosesByItself)
@@ -55,8 +53,7 @@ TEST_F(HubObject, OpensAndClosesByItself)
         '---->CMpFlow::MP_OpenDevice_USB3'; 40 02 0001 2E4D 0; '---->CMpFlow::MP_OpenDevice_USB2'
         40 02 0001 2E4D 0; 40 02 0000 2E4D 0; = 1 1 1; error 5)");
     on("S");
-    check("SuperSpeed does not say that it is open", object.OpenDevice(),
-          "*USB3'; " + hello + "= 1; session");
+    check("SuperSpeed does not say it is open", object.OpenDevice(), "*USB3'; " + hello + "= 1; session");
     check("closing ends that session, too", object.CloseDevice(), "= 1; no session");
     on("", 1);
     check("no hub is not open", object.OpenDevice(), "*; = 0; error 5; isOpened 0");

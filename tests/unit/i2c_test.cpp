@@ -159,8 +159,7 @@ TEST_F(ScalerPort, ProgramsAChunk)
     refuse(2, 0xC0, 0xE6, 0x6F);
     check("an unread end fails", chunk(), "...; 6F <- A0; 6F is refused; = 0");
     refuse(1, 0x40, 0xE6, 0x70);
-    check("a refused port is printed", chunk(),
-          "*; select 70 refused; 'Error Code : 11'..; *; 6F is 90; = 1");
+    check("a refused port is shown", chunk(), "*; select 70 refused; 'Error Code : 11'..; *; 6F is 90; = 1");
     device().troubles.speed = platform::io_error;
     check("an unread link speed fails", chunk(), "...; select 70; = 0");
     fresh();

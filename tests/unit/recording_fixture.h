@@ -191,13 +191,13 @@ private:
     }
     Lines stateNow() const
     {
-        const CHvxHub none;
-        const CHvxHub& hub = g_hub ? *g_hub : none;
+        const CHvxHub hub = g_hub ? *g_hub : CHvxHub();
         const bool held = std::any_of(devices_.begin(), devices_.end(), [](auto& device) {
             return device.counters().opens != device.counters().closes;
         });
-        const std::string_view session = g_Dev ? "session" : held ? "no session, but held" : "no session";
-        return {std::string(session),
+        return {g_Dev  ? "session"
+                : held ? "no session, but held"
+                       : "no session",
                 format("error %d", g_ErrCode),
                 format("isOpened %d", hub.isOpened),
                 format("isUsb2 %d", hub.isUsb2),

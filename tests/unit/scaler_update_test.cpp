@@ -85,13 +85,11 @@ TEST_F(ScalerUpdate, FailsWithoutAMarker)
     bus.faults().troubles.scaler_never_in_isp_mode = true;
     fails("the check needs a mode", "75 is 00, 1 ms; 'Fail To I2C Initial'; = 41512 runs, marker FF FF, old");
     bus.faults().troubles.bad_erase_check = 0x1F;
-    fails("a block must be blank",
-          "75 is 00, 1 ms; 'Fail To I2C Initial'; = 41512 ISP mode, marker FF FF, old");
+    fails("an erase must work", "75 is 00, 1 ms; 'Fail To I2C Initial'; = 41512 ISP mode, marker FF FF, old");
     bus.faults().troubles.scaler_never_ready = true;
     fails("a port must be ready", "'Fail To I2C WriteSerialFlash'; = 41513 ISP mode, marker FF FF, old");
     refuse(4, 0xC0, 0xE6, 0x6F);
-    fails("the mode must be read",
-          "6F is refused; 'Fail To I2C Initial'; = 41512 ISP mode, marker FF FF, old");
+    fails("a mode must be read", "6F is refused; 'Fail To I2C Initial'; = 41512 ISP mode, marker FF FF, old");
     refuse(1, 0x40, 0xC6, 0x0100);
     fails("a chunk must be taken", "'Fail To I2C WriteSerialFlash'; = 41513 ISP mode, marker FF FF, old");
     refuse(1, 0x40, 0xC6, 0xF8FE);

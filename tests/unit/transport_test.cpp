@@ -91,8 +91,7 @@ TEST_F(VendorCommands, AreTheseRequests)
     check("memory is written", HH_WriteMem(0x12345, data, 1), "40 0E 0000 2345 1: 5A; = 0");
     check("memory is read", HH_ReadMem(0x12345, data, 2), "C0 0D 0000 2345 2: 2E 4D; = 0");
     check("flash is read", HH_ReadFlash(0x12345, data, 2), "C0 D8 2345 0001 2: 2E 4D; = 0");
-    check("lengths are cut to 16 bits", senders(),
-          "C0 09 0001 0002 3: 2E 4D 73; 40 09 0001 0002 1: 2E; = 0 0");
+    check("lengths have 16 bits", senders(), "C0 09 0001 0002 3: 2E 4D 73; 40 09 0001 0002 1: 2E; = 0 0");
     check("byte 0 of a packet alone tells the direction", packets(),
           "C0 E6 1234 5678 2: 2E 4D; 40 E6 1234 5678 2: 2E 4D; C0 E6 1234 5678 2: 2E 4D; = 1 1 1");
     bus.faults().timeOut(sim::atRequest(1).forGood());
