@@ -26,9 +26,12 @@ TEST(VendorConfig, IsBeforeTheLastTaggedBlock)
 {
     for (const Bytes& tag : {Bytes{0x55, 0xAA}, Bytes{0xAA, 0x55}, Bytes{0x3C, 0xC3}})
         EXPECT_EQ(find(0x10000, {{0x100, {0x55, 0xAA}}, {0x8000, tag}}), 0x7FF0) << "the last tag must count";
-    EXPECT_EQ(find(0x300, {{0x100, {0x55, 0xAA}}, {0x201, {0x55, 0xAA}}}), 0xF0) << "mid-block tag counts";
-    EXPECT_EQ(find(0x300, {{0x100, {0x55, 0xAA}}, {0x200, {0x55, 0xC3}}}), 0xF0) << "half a tag counts";
+    EXPECT_EQ(find(0x300, {{0x100, {0x55, 0xAA}}, {0x201, {0x55, 0xAA}}}), 0xF0)
+        << "a tag in mid-block must not count";
+    EXPECT_EQ(find(0x300, {{0x100, {0x55, 0xAA}}, {0x200, {0x55, 0xC3}}}), 0xF0)
+        << "half a tag must not count";
     EXPECT_EQ(find(0x164, {{0x64, {0x55, 0xAA}}}), 0x54) << "blocks must count from the image's end";
+    EXPECT_EQ(find(0x110, {{0x10, {0x55, 0xAA}}}), 0) << "it may stand at the image's start";
     EXPECT_EQ(find(0x164, {{0, {0x55, 0xAA}}}), -1) << "less than a block must not be searched";
     EXPECT_EQ(find(0x300, {}), -1) << "without a tag there is no block";
     EXPECT_EQ(find(0x100, {{0, {0x55, 0xAA}}}), -1) << "without room before the block there is none";
@@ -43,6 +46,6 @@ TEST(StringRecords, AreCopiedUntilTheBufferEnds)
     EXPECT_EQ(parse({4, 3, 'a', 'b', 4, 3, 'x'}), "ab,-,-,4") << "a record must end inside the buffer";
     EXPECT_EQ(parse({4, 3, 'a', 'b'}), "ab,-,-,4") << "the last record may end with the buffer";
     EXPECT_EQ(parse({1, 2, 'x', 0}), ",,-,0") << "a record shorter than its header must give an empty text";
-    EXPECT_EQ(parse({5, 3, 'a', 'b'}), "-,-,-,5") << "the first record must end inside the buffer";
+    EXPECT_EQ(parse({5}), "-,-,-,5") << "the first record must end inside the buffer";
     EXPECT_EQ(parse({}), "-,-,-,0") << "an empty buffer has no texts";
 }
