@@ -148,7 +148,7 @@ private slots:
         expect("scaler version cut off", number(scalerImageVersion(new_scaler.left(0xF900))), "0");
         expect("hub version with its sign", number(hubImageVersion(hubImage("255.1"))), "-255");
         const QByteArray longest = "ABCDEFGHIJKLMNOPQRST";
-        expect("longest model name", scalerImageModel(scalerImage("1.0", longest).replace(0xF91A, 1, "U")),
+        expect("longest model", scalerImageModel(scalerImage("1.0", longest).replace(0xF91A, 1, "U")),
                longest);
         expect("model name of zeros", scalerImageModel(scalerImage("1.0").replace(0xF906, 1, "\0", 1)), "");
         expect("model name cut off", scalerImageModel(scalerImage("1.0", "QX1655").left(0xF909)), "QX1");

@@ -190,7 +190,7 @@ private slots:
             scaler.truncate(row[1].isEmpty() ? 100 : scaler.size());
             prepareResources(hubImage(row[0]), scaler);
             writeResource("Config.ini", "[FWFilePath]\nScalarBinFile=scaler.bin\nHubBinFile=hub.bin\n");
-            const QString rule = QString("program with hub image %1, model \"%2\", \"%3\", user \"%4\"");
+            const QString rule = QString("hub image %1, scaler model \"%2\", at first \"%3\", user \"%4\"");
             expect(rule.arg(row[0], row[1], row[2], row[3]), endOf(row.mid(2, 2)).trimmed(), row[4]);
         }
     }
