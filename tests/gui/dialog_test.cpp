@@ -147,9 +147,8 @@ private slots:
         expect("hub version cut in half", number(hubImageVersion(new_hub.left(0x7EFA))), "512");
         expect("scaler version cut off", number(scalerImageVersion(new_scaler.left(0xF900))), "0");
         expect("hub version with its sign", number(hubImageVersion(hubImage("255.1"))), "-255");
-        const QByteArray longest = "ABCDEFGHIJKLMNOPQRST";
-        expect("longest model", scalerImageModel(scalerImage("1.0", longest).replace(0xF91A, 1, "U")),
-               longest);
+        const QByteArray name = "ABCDEFGHIJKLMNOPQRST";
+        expect("longest model", scalerImageModel(scalerImage("1.0", name).replace(0xF91A, 1, "U")), name);
         expect("model name of zeros", scalerImageModel(scalerImage("1.0").replace(0xF906, 1, "\0", 1)), "");
         expect("model name cut off", scalerImageModel(scalerImage("1.0", "QX1655").left(0xF909)), "QX1");
         expect("checksum of 258 bytes FF", QString::number(checksum16(QByteArray(258, '\xFF')), 16), "fe");
