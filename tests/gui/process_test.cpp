@@ -52,7 +52,7 @@ void leaveBehind()
 
 [[noreturn]] void play(const Action& before, const Action& user, char** arguments)
 {
-    alarm(10); // seconds; a run needs a twentieth of one
+    alarm(100); // seconds, for a run that hangs; it needs half of one
     World played;
     world = &played;
     world->user = user;
@@ -85,7 +85,7 @@ QString endOf(const QStringList& beginningAndUser)
     QProcess run;
     run.setWorkingDirectory(home.path());
     run.start(QCoreApplication::applicationFilePath(), beginningAndUser);
-    run.waitForFinished();
+    run.waitForFinished(-1); // the alarm ends it
     const QString ended = run.exitStatus() == QProcess::CrashExit ? "; signal %1" : "; exit %1";
     return run.readAllStandardOutput() + ended.arg(run.exitCode()) +
            (QDir(home.path()).isEmpty() ? "" : ", with traces");
