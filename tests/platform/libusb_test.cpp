@@ -9,6 +9,7 @@
 #include <libusb.h>
 #include <set>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <umockdev.h>
 #include <unistd.h>
@@ -152,6 +153,17 @@ TEST_F(Libusb, ARequestHasFiveSecondsOrItsOwnLimit)
     EXPECT_EQ(g_linux->timeout, 5000U) << "milliseconds, without a limit of its own";
     EXPECT_EQ(g_Dev->controlRequest(seam::enable, 1, 10000), success);
     EXPECT_EQ(g_linux->timeout, 10000U) << "milliseconds, with a limit of 10 s";
+}
+
+TEST_F(Libusb, WithoutDescriptorsThereIsNoList)
+{
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_FALSE(HH_Open(nullptr)) << "a hub was found where libusb cannot start";
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(g_ErrCode, hub::error_enumeration) << "a bus that cannot be listed must give its own error";
 }
 
 TEST_F(Libusb, TheLockIsOnAllNodesOfTheVendor)
