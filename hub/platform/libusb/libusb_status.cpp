@@ -1,4 +1,4 @@
-/// The table of the header as a switch.
+/// Maps libusb's results to the seam's status values.
 #include "hub/platform/libusb/libusb_status.h"
 
 #include <libusb.h>
